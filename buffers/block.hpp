@@ -1,0 +1,46 @@
+// The shared, counted block behind `str_t` and `bin_t`, and the one rule by which they grow.
+//
+//     +---------+--------+----------+------+----------------------------+-------+
+//     | release | length | capacity | refs | capacity bytes             | spare |
+//     +---------+--------+----------+------+----------------------------+-------+
+//     ^ the block, one array allocation    ^ data()
+//
+// A handle is one pointer to a block; a null pointer is the empty value. Copies share the block,
+// and a write to a shared block goes to a private copy.
+#pragma once
+
+namespace buffers {
+
+// The header of a block. `Block` is the type derived from it, so that each kind of handle has a
+// block type (and a release function) of its own.
+template <class Block>
+struct block_header {
+    void (*release)(Block*); // returns the block to the heap when its last reference goes
+    unsigned long length;    // bytes held, a terminator not counted
+    unsigned long capacity;  // bytes of room behind the header
+    long refs;               // handles that point here; a plain counter, not for two threads
+
+    char* data() { return reinterpret_cast<char*>(this + 1); }
+    const char* data() const { return reinterpret_cast<const char*>(this + 1); }
+};
+
+// One place of a buffer that is read or written by index: reading leaves a shared block shared,
+// and only an assignment makes it private.
+template <class Buffer>
+class indexed {
+public:
+    indexed(Buffer& buffer, unsigned long index) : buffer_(buffer), index_(index) {}
+    indexed(const indexed&) = default;
+    operator char() const { return static_cast<const Buffer&>(buffer_)[index_]; }
+    indexed& operator=(char c) {
+        buffer_.put(index_, c);
+        return *this;
+    }
+    indexed& operator=(const indexed& other) { return *this = static_cast<char>(other); }
+
+private:
+    Buffer& buffer_;
+    unsigned long index_;
+};
+
+} // namespace buffers

@@ -1,0 +1,12 @@
+/* Symbol visibility and format checking, for C99 and C++ alike. */
+#ifndef ORV_BUFFERS_EXPORT_H
+#define ORV_BUFFERS_EXPORT_H
+
+/* Everything in the library is hidden but what carries this mark. */
+#define ORV_API __attribute__((__visibility__("default")))
+
+/* Has the compiler check the arguments of a printf-like function: the 1-based position of the
+   format, and that of the first argument it formats (0 where a va_list is taken). */
+#define ORV_PRINTF(text, first) __attribute__((__format__(__printf__, text, first)))
+
+#endif

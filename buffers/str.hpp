@@ -1,0 +1,90 @@
+// `str_t`, the library's text: a byte string in a shared block that is copied when written to.
+#pragma once
+
+#include <orv/buffers/block.hpp>
+#include <orv/buffers/export.h>
+
+// A byte string of any length, without a character set (UTF-8 passes through). Its bytes may
+// include zeros only where `append` with a length or an indexed write put them.
+//
+// A copy shares the block and costs one increment; the first write through either copy makes a
+// private one. An empty string that was never written has no block.
+//
+// Room: the smallest block has room for 2560 bytes; a block that must be replaced gets room for
+// half as much again as it is to hold. A block is written in place only while a byte stays free
+// behind the terminator.
+//
+// Threads: none. The reference count is a plain counter, so two strings that share a block belong
+// to one thread. Errors: none are reported; null arguments are empty text. If memory runs out the
+// allocator's exception passes through and the string is as it was.
+class ORV_API str_t {
+public:
+    struct ORV_API strbuf_t : buffers::block_header<strbuf_t> {
+        // Returns a block to the heap; the `release` of every block made here. Null is ignored.
+        static void free(strbuf_t* block);
+    };
+    using place = buffers::indexed<str_t>;
+
+    str_t() = default;
+    str_t(const char* text);
+    str_t(const str_t& other);
+    str_t(str_t&& other) noexcept : block_(other.block_) { other.block_ = nullptr; }
+    ~str_t();
+
+    // Drops the old text and takes a copy of `text`, which may point into this very string.
+    str_t& operator=(const char* text);
+    str_t& operator=(const str_t& other);
+    str_t& operator=(str_t&& other) noexcept;
+
+    // The text, always terminated; never null: "" without a block. Valid until the next write.
+    const char* c_str() const { return block_ ? block_->data() : ""; }
+    unsigned long length() const { return block_ ? block_->length : 0; }
+    // The room of the block, terminator included; 0 without a block.
+    unsigned long capacity() const { return block_ ? block_->capacity : 0; }
+    bool empty() const { return length() == 0; }
+    // Drops the block.
+    void clear();
+
+    // The byte at `index`; 0 at and behind the length.
+    char operator[](unsigned long index) const {
+        return index < length() ? block_->data()[index] : '\0';
+    }
+    // The same for reading and writing. A write at or behind the length does nothing.
+    place operator[](unsigned long index) { return place(*this, index); }
+    void put(unsigned long index, char c);
+
+    // Appends one byte; a zero is ignored, so that nobody appends a terminator by mistake.
+    str_t& add(char c);
+    // Appends text; null or empty text changes nothing.
+    str_t& operator<<(const char* text);
+    // Appends `count` bytes, zeros included.
+    str_t& append(const char* bytes, unsigned long count);
+    // Appends formatted text in one pass. The room it is given is 4 bytes for each byte of the
+    // format and 1024 more, or what the block has free if that is more; a longer piece is cut
+    // there. The arguments must not point into this string.
+    str_t& addprintf(const char* format, ...) ORV_PRINTF(2, 3);
+
+    // The bytes in reverse order, as a new string.
+    str_t reverse() const;
+
+    // Base64 (RFC 4648, padded) of `size` bytes, with CR LF between every `line` characters of
+    // output; `line` 0 gives one line. Never a break at the end.
+    static str_t base64code(const char* data, unsigned long size, unsigned long line);
+    // Base32 (RFC 4648 alphabet, unpadded) of `size` bytes, with `separator` between every `group`
+    // characters; `group` 0 gives one group. The character that holds the last, incomplete five
+    // bits is never preceded by a separator. Null `data` gives an empty string.
+    static str_t base32code(const char* data, unsigned long size, unsigned long group,
+                            char separator);
+
+    // Equal lengths and equal bytes.
+    friend bool operator==(const str_t& a, const str_t& b) { return a.equals(b); }
+    friend bool operator!=(const str_t& a, const str_t& b) { return !a.equals(b); }
+
+    // The block itself, for diagnosis; null for a string that was never written.
+    const strbuf_t* block() const { return block_; }
+
+private:
+    bool equals(const str_t& other) const;
+
+    strbuf_t* block_ = nullptr;
+};

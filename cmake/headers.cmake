@@ -1,0 +1,23 @@
+# The public headers, by the folder they are installed in below include/orv/. In the build the same
+# tree is made of links, so that "#include <orv/...>" is right in the sources, in the examples and
+# in a host alike.
+
+set(orv_headers
+  buffers/bin.hpp
+  buffers/block.hpp
+  buffers/export.h
+  buffers/str.hpp
+  buffers/stream.hpp
+)
+set(orv_top_headers # these go to include/orv/ itself
+)
+
+set(orv_include_dir ${PROJECT_BINARY_DIR}/include)
+file(MAKE_DIRECTORY ${orv_include_dir}/orv)
+foreach(folder buffers xml bigint runtime http store)
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${orv_include_dir}/orv/${folder} SYMBOLIC)
+endforeach()
+foreach(header ${orv_top_headers})
+  get_filename_component(name ${header} NAME)
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${orv_include_dir}/orv/${name} SYMBOLIC)
+endforeach()
