@@ -8,6 +8,13 @@ set(orv_headers
   buffers/export.h
   buffers/str.hpp
   buffers/stream.hpp
+  runtime/identity.h
+  runtime/text.h
+  runtime/trace.h
+  xml/buffer.hpp
+  xml/item.hpp
+  xml/list.hpp
+  xml/root.hpp
 )
 set(orv_top_headers # these go to include/orv/ itself
 )

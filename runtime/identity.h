@@ -1,0 +1,25 @@
+/* Which application the library runs in. C99 and C++.
+ *
+ * Both answers are found once and kept for the life of the process; neither is ever null, and both
+ * are empty where the path of the executable cannot be had, or holds a byte outside ASCII. At most
+ * 254 bytes of the path count.
+ */
+#ifndef ORV_RUNTIME_IDENTITY_H
+#define ORV_RUNTIME_IDENTITY_H
+
+#include <orv/buffers/export.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The directory of the running executable, without a separator at its end. */
+ORV_API const char* ORV_getAppPath(void);
+/* The executable's file name without its last extension. */
+ORV_API const char* ORV_getAppName(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,42 @@
+// How many items become a sorted list at once. Not installed.
+#pragma once
+
+#include <orv/xml/item.hpp>
+
+namespace xml {
+
+// Parses the pending content of an element, which has no children, into child elements, and makes
+// its value null.
+void expand(item& element);
+
+// Collects items in the order of the text and makes of them the list that `list::add`, called for
+// one after the other, would have made. The array grows with room to spare until then, so that n
+// items cost O(n) where they come in name order, and O(n log n) where they do not.
+class collector {
+public:
+    collector() = default;
+    collector(const collector&) = delete;
+    collector& operator=(const collector&) = delete;
+    ~collector();
+
+    // An empty item behind the others.
+    item& append();
+    // Takes the last item away again.
+    void drop_last();
+    unsigned long count() const { return count_; }
+    // Orders the items and hands them over to an empty list.
+    void finish(list& out);
+
+private:
+    void grow();
+    void arrange();
+
+    // A start tag has few attributes; they do not go through the heap twice.
+    static constexpr unsigned long few = 8;
+    alignas(item) unsigned char local_[few * sizeof(item)];
+    item* items_ = reinterpret_cast<item*>(local_);
+    unsigned long count_ = 0;
+    unsigned long room_ = few;
+};
+
+} // namespace xml

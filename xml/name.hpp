@@ -1,0 +1,49 @@
+// The bytes of names: what ends a name, and the order of names. Not installed.
+#pragma once
+
+namespace xml {
+
+// What a byte counts as in the order of names: 0 for the bytes that end a name, lower case for
+// upper case, itself for every other. The bytes from 0x80 up are negative and so sort before ASCII,
+// on purpose.
+struct name_bytes {
+    signed char rank[256];
+
+    constexpr name_bytes() : rank{} {
+        for (int byte = 0; byte < 256; ++byte)
+            rank[byte] = static_cast<signed char>(byte < 128 ? byte : byte - 256);
+        for (int byte = 'A'; byte <= 'Z'; ++byte)
+            rank[byte] = static_cast<signed char>(byte - 'A' + 'a');
+        const char delimiters[] = {'\0', '\t', '\n', '\r', ' ', '/', '=', '>'};
+        for (char delimiter : delimiters)
+            rank[static_cast<unsigned char>(delimiter)] = 0;
+    }
+};
+inline constexpr name_bytes bytes_of_names;
+
+inline int rank(char c) { return bytes_of_names.rank[static_cast<unsigned char>(c)]; }
+inline bool ends_name(char c) { return rank(c) == 0; }
+
+// Less than, equal to or greater than 0 as `a` sorts before, with or behind `b`. Not null.
+inline int compare_names(const char* a, const char* b) {
+    for (;; ++a, ++b) {
+        const int x = rank(*a);
+        const int y = rank(*b);
+        if (x != y)
+            return x - y;
+        if (x == 0)
+            return 0;
+    }
+}
+
+// A null name is the empty name.
+inline const char* or_empty(const char* text) { return text ? text : ""; }
+
+inline unsigned long name_length(const char* name) {
+    const char* end = name;
+    while (!ends_name(*end))
+        ++end;
+    return static_cast<unsigned long>(end - name);
+}
+
+} // namespace xml

@@ -1,0 +1,42 @@
+// Where a key stands, or would be inserted, among sorted items. Not installed.
+#pragma once
+
+namespace xml {
+
+struct position {
+    unsigned long index; // of the equal item that was met first, or where a new one goes
+    bool found;
+
+    // Where a further item of the same name goes: behind the equal one that was met first.
+    unsigned long behind() const { return index + (found ? 1 : 0); }
+};
+
+// Looks a key up among `count` items; `compare(i)` is less than, equal to or greater than 0 as the
+// key sorts before, with or behind item i. The last item is asked first, so that appending in
+// sorted order takes one comparison. The order of the probes decides where duplicates go, and is
+// part of the behaviour.
+template <class Compare>
+position probe(unsigned long count, Compare compare) {
+    if (count == 0)
+        return {0, false};
+    const int with_last = compare(count - 1);
+    if (with_last >= 0)
+        return with_last == 0 ? position{count - 1, true} : position{count, false};
+
+    unsigned long insert_at = 0;
+    unsigned long low = 0;
+    unsigned long end = count - 1; // one behind the last candidate
+    while (low < end) {
+        const unsigned long middle = (low + end) / 2; // of low and end - 1, rounded up
+        const int order = compare(middle);
+        if (order == 0)
+            return {middle, true};
+        if (order > 0)
+            insert_at = low = middle + 1;
+        else
+            insert_at = end = middle;
+    }
+    return {insert_at, false};
+}
+
+} // namespace xml

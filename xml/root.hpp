@@ -1,0 +1,23 @@
+// `xml::root`, an element that owns a document.
+#pragma once
+
+#include <orv/xml/item.hpp>
+
+namespace xml {
+
+// A whole document, for as long as its owner lives. In everything else an `xml::item`.
+class ORV_API root : public item {
+public:
+    // A document without an element.
+    root() = default;
+    // A document of one empty element: its value is empty, not null.
+    explicit root(const char* name);
+    root(const root& other);
+    // Takes deep copies of the source's children and attributes, which share its text, and its name
+    // and value in a buffer of its own; a null value becomes an empty one. The source may be part
+    // of this document. Assigning a document to itself does nothing.
+    root& operator=(const item& source);
+    root& operator=(const root& source);
+};
+
+} // namespace xml
