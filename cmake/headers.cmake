@@ -8,15 +8,24 @@ set(orv_headers
   buffers/export.h
   buffers/str.hpp
   buffers/stream.hpp
+  runtime/critical.hpp
   runtime/identity.h
+  runtime/pause.hpp
   runtime/text.h
+  runtime/thread.hpp
   runtime/trace.h
+  store/aes.hpp
+  store/kernel.hpp
+  store/sconfig.hpp
+  store/xfile.hpp
   xml/buffer.hpp
   xml/item.hpp
   xml/list.hpp
   xml/root.hpp
 )
 set(orv_top_headers # these go to include/orv/ itself
+  api/orv.h
+  api/orv.hpp
 )
 
 set(orv_include_dir ${PROJECT_BINARY_DIR}/include)

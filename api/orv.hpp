@@ -1,0 +1,18 @@
+// All of the library for C++: the C interface and the classes it is made of.
+#pragma once
+
+#include <orv/orv.h>
+
+#include <orv/buffers/bin.hpp>
+#include <orv/buffers/str.hpp>
+#include <orv/buffers/stream.hpp>
+#include <orv/runtime/critical.hpp>
+#include <orv/runtime/thread.hpp>
+#include <orv/store/aes.hpp>
+#include <orv/store/kernel.hpp>
+#include <orv/store/sconfig.hpp>
+#include <orv/store/xfile.hpp>
+#include <orv/xml/buffer.hpp>
+#include <orv/xml/item.hpp>
+#include <orv/xml/list.hpp>
+#include <orv/xml/root.hpp>

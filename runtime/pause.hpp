@@ -1,0 +1,35 @@
+// A pause that another thread can cut short.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+namespace runtime {
+
+// Threads: `wait` belongs to the one that pauses; `interrupt` and `reset` may come from another.
+class pause {
+public:
+    // Waits. False if the pause was interrupted, before or meanwhile.
+    bool wait(std::chrono::milliseconds time) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return !interrupted_.wait_for(lock, time, [this] { return over_; });
+    }
+    // Ends this pause and every later one at once.
+    void interrupt() { set(true); }
+    // Lets pauses last again.
+    void reset() { set(false); }
+
+private:
+    void set(bool over) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        over_ = over;
+        interrupted_.notify_all();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable interrupted_;
+    bool over_ = false;
+};
+
+} // namespace runtime

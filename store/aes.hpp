@@ -1,0 +1,60 @@
+// `ORV::aes`, the cipher of the settings file.
+#pragma once
+
+#include <orv/buffers/bin.hpp>
+#include <orv/buffers/export.h>
+
+#include <cstdint>
+
+namespace ORV {
+
+// AES (FIPS-197) with 128-, 192- and 256-bit keys, table-driven, and around it the chaining and
+// framing of the settings file: cipher block chaining with an initial vector of zeros, each block
+// carrying a length byte and up to 15 bytes.
+//
+// A cipher object holds one key schedule; it is wiped when the object goes. Threads: an object
+// belongs to one; the tables are shared by all and constant. The table look-ups take time that
+// depends on the key, so the cipher is not for use where others can measure it.
+class ORV_API aes {
+public:
+    // The direction of `crypt_ecb`: any value but 0 enciphers.
+    enum mode_t : int { mode_decrypt = 0, mode_encrypt = 1 };
+
+    aes();
+    ~aes();
+    aes(const aes&) = delete;
+    aes& operator=(const aes&) = delete;
+
+    // The bytes enciphered: a block of 16 for every 15 or fewer, in order; no block for no bytes.
+    // `key` is bits / 8 bytes; `bits` other than 128, 192 and 256 give an empty result.
+    static bin_t encrypt(const bin_t& in, unsigned char* key, int bits);
+    // The reverse. A block whose length byte is out of range, as most are under a wrong key,
+    // contributes nothing and is not reported; bytes behind the last whole block are ignored.
+    static bin_t decrypt(const bin_t& in, unsigned char* key, int bits);
+
+    // Expand a key of bits / 8 bytes for one direction. False, and an object that enciphers
+    // nothing, for `bits` other than 128, 192 and 256.
+    bool setkey_enc(unsigned char* key, int bits);
+    bool setkey_dec(unsigned char* key, int bits);
+    // One block of 16 bytes, by the key expanded for that direction; nothing without a key. `in`
+    // and `out` may be the same.
+    void crypt_ecb(mode_t mode, unsigned char* in, unsigned char* out);
+
+private:
+    using word = std::uint64_t; // carries 32 bits
+
+    void forget();
+    void encipher(const unsigned char* in, unsigned char* out) const;
+    void decipher(const unsigned char* in, unsigned char* out) const;
+
+    const unsigned char* forward_box_;
+    const word* forward_[4];
+    const unsigned char* reverse_box_;
+    const word* reverse_[4];
+    const word* round_constants_;
+    std::int32_t rounds_; // 10, 12 or 14; 0 without a key
+    word* round_key_;     // the first of the keys below; null without a key
+    word round_keys_[68];
+};
+
+} // namespace ORV

@@ -1,0 +1,50 @@
+// `ORV::sconfig`, the settings document and its file.
+#pragma once
+
+#include <orv/buffers/export.h>
+#include <orv/buffers/str.hpp>
+#include <orv/xml/root.hpp>
+
+namespace ORV {
+
+// Settings by section and key in a document, and the enciphered file that the document outlives the
+// process in. docs/settings-file.md describes the file byte for byte.
+//
+// The owner sets `file` and `cipherKey`, calls `readV`, works on `doc`, and calls `flush` or lets
+// the destructor write back. Threads: one at a time; it takes no lock.
+class ORV_API sconfig {
+public:
+    // The document is one empty element "root".
+    sconfig();
+    sconfig(const sconfig&) = delete;
+    sconfig& operator=(const sconfig&) = delete;
+    // Flushes, and wipes the key text.
+    virtual ~sconfig();
+
+    // Loads the file into `doc`, replacing its content, and clears `changed`. A file that cannot be
+    // read, is empty, or does not decipher to settings leaves both as they are. True only if there
+    // was something to read and `doc` then has the `marker`.
+    virtual bool readV();
+    // Writes `doc` to the file; true if every byte was written. The file is opened again and again
+    // for `timeout` ticks of the times() clock; none at all are tried without time left. Takes 100
+    // ms at least. Leaves `changed` and `fileTime` as they are.
+    virtual bool writeV(long timeout);
+
+    // Sets an integer, unless the text that is there reads as that number already.
+    void setInt(const char* section, const char* key, int value);
+    // Writes the document if it was changed, and notes the file's time if that went well. Leaves
+    // `changed` set, for only a load clears it.
+    void flush();
+
+    str_t file;           // full path; empty until the owner opens the store
+    xml::root doc;        // sections, keys below them, values as their text
+    str_t cipherKey;      // its first 32 bytes are the key; what is missing counts as zeros
+    bool changed = false; // set by every set that changes the document
+    long fileTime = 0;    // modification time last seen by the owner, in seconds; 0 is unknown
+
+    // The top-level element by which a complete document of ours is known. It sorts behind every
+    // name that a host would choose, so it stands last, and a file cut short lacks it.
+    static const char* const marker;
+};
+
+} // namespace ORV

@@ -1,0 +1,64 @@
+#include <orv/store/xfile.hpp>
+
+namespace ORV {
+
+namespace {
+
+constexpr unsigned long piece_size = 255;
+
+bool ends_line(char c) { return c == '\r' || c == '\n' || c == '\0'; }
+
+} // namespace
+
+xfile::~xfile() { close(); }
+
+bool xfile::open(const char* name, const char* mode) {
+    close();
+    flag = false;
+    handle = std::fopen(name, mode);
+    if (!handle)
+        return false;
+    path = name;
+    return true;
+}
+
+void xfile::close() {
+    if (handle)
+        std::fclose(handle);
+    handle = nullptr;
+}
+
+bool xfile::read(str_t& line) {
+    if (!handle)
+        return false;
+    line.clear();
+    for (;;) {
+        char piece[piece_size + 1];
+        const unsigned long count = std::fread(piece, 1, piece_size, handle);
+        if (count == 0)
+            return !line.empty();
+
+        unsigned long end = 0;
+        while (end < count && !ends_line(piece[end]))
+            ++end;
+        line.append(piece, end);
+        const bool full = count == piece_size;
+        if (end == count) { // no terminator in this piece
+            if (full)
+                continue;
+            return true;
+        }
+
+        const bool last = end + 1 == count;
+        const bool single = piece[end] != 0; // a NUL stands for itself and pairs with nothing
+        const bool pair = single && !last && piece[end] != piece[end + 1] && piece[end + 1] != 0 &&
+                          ends_line(piece[end + 1]);
+        const unsigned long behind = end + (pair ? 2 : 1);
+        std::fseek(handle, static_cast<long>(behind) - static_cast<long>(count), SEEK_CUR);
+        if (single && last && full)
+            continue; // joined with the text behind it, as intended
+        return true;
+    }
+}
+
+} // namespace ORV
