@@ -2,6 +2,7 @@
 
 #include "array.hpp"
 #include "name.hpp"
+#include "parser.hpp"
 #include "probe.hpp"
 
 #include <algorithm>
@@ -10,12 +11,13 @@
 
 namespace xml {
 
-void expand(item& element) {
+void expand(item& element, plain_stretch& plain) {
     collector found;
     char* at = element.value;
+    char* const end = at + std::strlen(at);
     do {
         item& next = found.append();
-        at = next.loadTag(element.buffer, at);
+        at = load_tag(next, element.buffer, at, end, plain);
         if (!next.name) {
             found.drop_last();
             break;

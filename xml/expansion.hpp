@@ -5,9 +5,11 @@
 
 namespace xml {
 
+struct plain_stretch;
+
 // Parses the pending content of an element, which has no children, into child elements, and makes
 // its value null.
-void expand(item& element);
+void expand(item& element, plain_stretch& plain);
 
 // Collects items in the order of the text and makes of them the list that `list::add`, called for
 // one after the other, would have made. The array grows with room to spare until then, so that n

@@ -1,5 +1,6 @@
 #include <orv/xml/item.hpp>
 
+#include "content.hpp"
 #include "expansion.hpp"
 #include "name.hpp"
 #include "probe.hpp"
@@ -55,20 +56,21 @@ void item::swap(item& other) noexcept {
 }
 
 // Content is pending while there are no children and the value looks like markup.
-list& item::expanded() {
+list& item::expanded(plain_stretch& plain) {
     if (children.count == 0 && value && *value == '<')
-        expand(*this);
+        expand(*this, plain);
     return children;
 }
 
 template <class Lookup>
 item* item::walk(item* from, const char* path, Lookup lookup) {
+    plain_stretch plain; // one text, as a rule, all along the path
     for (;;) {
         while (*path == '/')
             ++path;
         if (*path == 0 || !from)
             return from;
-        from = lookup(from->expanded(), path);
+        from = lookup(from->expanded(plain), path);
         while (*path != '/' && *path != 0)
             ++path;
     }
@@ -97,7 +99,8 @@ item* item::get(const char* section, const char* key) {
 }
 
 bool item::is_set(const char* child) {
-    return !is_null(this) && find(expanded(), or_empty(child)) != nullptr;
+    plain_stretch plain;
+    return !is_null(this) && find(expanded(plain), or_empty(child)) != nullptr;
 }
 
 item* item::search(const char* wanted) {
@@ -109,11 +112,12 @@ item* item::search(const char* wanted) {
         item* end;
     };
     std::vector<siblings> open; // the way back up, in place of calls that a deep tree would exhaust
+    plain_stretch plain;
     item* at = this;
     for (;;) {
         if (compare_names(wanted, or_empty(at->name)) == 0)
             return at;
-        const list& below = at->expanded();
+        const list& below = at->expanded(plain);
         if (below.count != 0)
             open.push_back({below.items, below.items + below.count});
         while (!open.empty() && open.back().next == open.back().end)

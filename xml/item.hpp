@@ -8,6 +8,8 @@
 
 namespace xml {
 
+struct plain_stretch;
+
 // An element of a document; with its lists empty, an attribute; and, as a set of named children, a
 // dictionary without regard to case.
 //
@@ -82,7 +84,7 @@ private:
     void hold(const char* name, const char* value);
 
     // The children, pending content parsed first.
-    list& expanded();
+    list& expanded(plain_stretch& plain);
     template <class Lookup>
     static item* walk(item* from, const char* path, Lookup lookup);
 };
