@@ -44,8 +44,6 @@ private:
     using word = std::uint64_t; // carries 32 bits
 
     void forget();
-    void encipher(const unsigned char* in, unsigned char* out) const;
-    void decipher(const unsigned char* in, unsigned char* out) const;
 
     const unsigned char* forward_box_;
     const word* forward_[4];
