@@ -36,7 +36,10 @@ public:
         buffer_.put(index_, c);
         return *this;
     }
-    indexed& operator=(const indexed& other) { return *this = static_cast<char>(other); }
+    indexed& operator=(const indexed& other) {
+        buffer_.put(index_, other);
+        return *this;
+    }
 
 private:
     Buffer& buffer_;

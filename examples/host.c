@@ -1,5 +1,5 @@
-/* A host of the settings store, in C99: what an application does at its start, while it runs, and at
- * its end.
+/* A host of the settings store, in C99: what an application does at its start, while it runs, and
+ * at its end.
  *
  *     host write FILE    opens the store, sets a few values, closes it
  *     host watch FILE    opens the store, prints the values, and waits until another process

@@ -202,7 +202,7 @@ void list_below(const xml::item& element, const std::string& path) {
     for (unsigned long i = 0; i < element.children.count; ++i) {
         const xml::item& child = element.children.items[i];
         const std::string name(child.name, std::strcspn(child.name, "\t\n\r /=>"));
-        list_below(child, path.empty() ? name : path + "/" + name);
+        list_below(child, path.empty() ? name : std::string(path).append("/").append(name));
     }
 }
 

@@ -33,6 +33,7 @@ void* thread::thread_func(thread* self) {
         self->isRunning = false;
         self->onStop();
     }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is what the thread ends with
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(static_cast<std::uint32_t>(result)));
 }
 

@@ -240,7 +240,7 @@ char* end_content(const char* name, char* value, char* end, plain_stretch& plain
     }
     if (found == verdict::undecided)
         found = walk(name, value, end, closing);
-    if (found == verdict::unclosed)
+    if (found != verdict::closed)
         return end_of_text(end);
     char* const last = find(closing + 2, '>');
     end_value(value, closing);

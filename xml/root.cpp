@@ -6,7 +6,7 @@ namespace xml {
 
 root::root(const char* element) { hold(element, nullptr); }
 
-root::root(const root& other) : item() { *this = other; }
+root::root(const root& other) : item(other) { hold(name, value); }
 
 root& root::operator=(const item& source) {
     if (&source == this)
