@@ -82,6 +82,9 @@ bool write_document(xfile& out, const sconfig& config, long deadline) {
     cipher_key key(config.cipherKey);
     const bin_t ciphertext = aes::encrypt(plain, key.bytes, cipher_key::bits);
     ORV_trace4("openWrite::write");
+    // Unbuffered, so that what is counted as written has left the process, and in one piece as a
+    // rule.
+    std::setvbuf(out.handle, nullptr, _IONBF, 0);
     if (!write_all(out.handle, ciphertext.data(), ciphertext.length()))
         return false;
     ORV_trace4("openWrite::write OK");
