@@ -7,7 +7,7 @@ function(orv_compile_options target)
     CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
     C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${target} PRIVATE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${ORV_WERROR}>:-Werror>
     # Members of xml::item answer a null receiver; the optimiser must keep their tests for it.
     -fno-delete-null-pointer-checks)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -15,6 +15,10 @@ function(orv_compile_options target)
     target_compile_options(${target} PRIVATE
       -fno-semantic-interposition # our own calls within a source may be inlined
       $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+  endif()
+  if(APPLE)
+    # Whatever the least macOS does not have yet would only fail there, when it is loaded.
+    target_compile_options(${target} PRIVATE -Werror=unguarded-availability)
   endif()
   if(ORV_SANITIZE)
     target_compile_options(${target} PRIVATE

@@ -1,0 +1,41 @@
+# Toolchain of the preset macos-x86_64: a library for Intel Macs from macOS 10.13 on.
+#
+# On a Mac the system's own compiler makes it. Elsewhere it is a cross build with the compiler, the
+# headers and the stubs that scripts/macos-tools puts together; ./build-macos calls that first.
+
+set(CMAKE_OSX_ARCHITECTURES x86_64 CACHE STRING "")
+set(CMAKE_OSX_DEPLOYMENT_TARGET 10.13 CACHE STRING "")
+
+if(NOT CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
+  set(orv_macos_tools ${CMAKE_CURRENT_LIST_DIR}/../build/macos-tools)
+  if(DEFINED ENV{ORV_MACOS_TOOLS})
+    set(orv_macos_tools $ENV{ORV_MACOS_TOOLS})
+  endif()
+  get_filename_component(orv_macos_tools ${orv_macos_tools} ABSOLUTE)
+  if(NOT EXISTS ${orv_macos_tools}/bin/c++)
+    message(FATAL_ERROR "There is no cross compiler in ${orv_macos_tools}. Run ./build-macos, "
+                        "which puts it there and then builds.")
+  endif()
+
+  set(CMAKE_SYSTEM_NAME Darwin)
+  set(CMAKE_SYSTEM_PROCESSOR x86_64)
+  set(CMAKE_OSX_SYSROOT ${orv_macos_tools}/sdk CACHE PATH "")
+  set(CMAKE_C_COMPILER ${orv_macos_tools}/bin/cc)
+  set(CMAKE_CXX_COMPILER ${orv_macos_tools}/bin/c++)
+  foreach(tool AR RANLIB STRIP INSTALL_NAME_TOOL)
+    string(TOLOWER ${tool} name)
+    string(REPLACE "_" "-" name ${name})
+    set(CMAKE_${tool} ${orv_macos_tools}/bin/${name} CACHE FILEPATH "")
+  endforeach()
+
+  # CMake leaves this option out where it cannot ask a Mac for its version, and then writes no
+  # @rpath. It is read again as an override, for as a toolchain it comes too early for that.
+  set(CMAKE_SHARED_LIBRARY_RUNTIME_C_FLAG "-Wl,-rpath,")
+  set(CMAKE_USER_MAKE_RULES_OVERRIDE ${CMAKE_CURRENT_LIST_FILE})
+
+  set(CMAKE_FIND_ROOT_PATH ${CMAKE_OSX_SYSROOT})
+  set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+  set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+  set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+  set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+endif()
