@@ -25,5 +25,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orv-config-version.cmake DESTINATION $
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pkgconfig_to_prefix
      ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
 configure_file(cmake/orv.pc.in orv.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orv.pc DESTINATION ${pkgconfig_dir})

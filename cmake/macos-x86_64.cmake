@@ -25,7 +25,7 @@ if(NOT CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
   foreach(tool AR RANLIB STRIP INSTALL_NAME_TOOL)
     string(TOLOWER ${tool} name)
     string(REPLACE "_" "-" name ${name})
-    set(CMAKE_${tool} ${orv_macos_tools}/bin/${name} CACHE FILEPATH "")
+    set(CMAKE_${tool} ${orv_macos_tools}/bin/llvm-${name} CACHE FILEPATH "")
   endforeach()
 
   # CMake leaves this option out where it cannot ask a Mac for its version, and then writes no
