@@ -1,5 +1,5 @@
-# What "cmake --install" lays down: the library, the headers below include/orv/, the CMake package
-# and the pkg-config file. Nothing in them names the prefix, so that an installed tree can be moved.
+# What "cmake --install" lays down: the library, the headers below include/orv/, the CMake package,
+# the pkg-config file and the example programs. Nothing in them names the prefix, so that an installed tree can be moved.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -28,3 +28,12 @@ file(RELATIVE_PATH pkgconfig_to_prefix
 string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
 configure_file(cmake/orv.pc.in orv.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orv.pc DESTINATION ${pkgconfig_dir})
+
+# orv_install_program(target): a program that finds the library where both are installed.
+function(orv_install_program target)
+  file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}
+                                ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
+  set(beside $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>)
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH ${beside}/${bin_to_lib})
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()

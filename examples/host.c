@@ -1,9 +1,9 @@
 /* A host of the settings store, in C99: what an application does at its start, while it runs, and
  * at its end.
  *
- *     host write FILE    opens the store, sets a few values, closes it
- *     host watch FILE    opens the store, prints the values, and waits until another process
- *                        changes the width of the window
+ *     orv-host write FILE    opens the store, sets a few values, closes it
+ *     orv-host watch FILE    opens the store, prints the values, and waits until another process
+ *                            changes the width of the window
  *
  * The key text comes from the environment variable ORV_SETTINGS_KEY.
  */

@@ -1,6 +1,6 @@
 /* A host that loads the library at run time, and finds its functions by name.
  *
- *     host_dlopen LIBRARY FILE
+ *     orv-host-dlopen LIBRARY FILE
  *
  * Prints the name in the settings file. The key text comes from ORV_SETTINGS_KEY.
  */
