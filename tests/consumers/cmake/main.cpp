@@ -1,6 +1,5 @@
 // A document is built, written and read back.
-#include <orv/buffers/str.hpp>
-#include <orv/xml/root.hpp>
+#include <orv/orv.hpp>
 
 #include <cstdio>
 #include <cstring>
@@ -16,6 +15,6 @@ int main() {
     read.loadTag(source, source->text());
     source->release();
     const char* const item = read["item"]->value;
-    std::printf("%s -> %s\n", text.c_str(), item);
+    std::printf("orv %s: %s -> %s\n", ORV_VERSION_STRING, text.c_str(), item);
     return std::strcmp(item, "tea") == 0 ? 0 : 1;
 }
