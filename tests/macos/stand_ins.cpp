@@ -275,6 +275,7 @@ const std::set<std::string> alike = {
     "pthread_self",
     "recv",
     "send",
+    "setvbuf",
     "snprintf",
     "socket",
     "strcasecmp",
