@@ -81,7 +81,7 @@ struct room {
         block* left = held;
         held = nullptr;
         if (left && left->refs-- == 1 && left->release)
-            left->release(left);
+            left->release(left); // NOLINT(*MismatchedDeallocator): this free is our own
     }
 
     static void terminate([[maybe_unused]] block* at) {

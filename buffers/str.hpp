@@ -68,7 +68,8 @@ public:
     str_t reverse() const;
 
     // Base64 (RFC 4648, padded) of `size` bytes, with CR LF between every `line` characters of
-    // output; `line` 0 gives one line. Never a break at the end.
+    // output; `line` 0 gives one line. Never a break at the end. Null `data` gives an empty
+    // string.
     static str_t base64code(const char* data, unsigned long size, unsigned long line);
     // Base32 (RFC 4648 alphabet, unpadded) of `size` bytes, with `separator` between every `group`
     // characters; `group` 0 gives one group. The character that holds the last, incomplete five
