@@ -3,6 +3,7 @@
 
 #include <orv/orv.h>
 
+#include <orv/bigint/ubigint.hpp>
 #include <orv/buffers/bin.hpp>
 #include <orv/buffers/str.hpp>
 #include <orv/buffers/stream.hpp>

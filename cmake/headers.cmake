@@ -3,6 +3,7 @@
 # in a host alike.
 
 set(orv_headers
+  bigint/ubigint.hpp
   buffers/bin.hpp
   buffers/block.hpp
   buffers/export.h
