@@ -7,6 +7,7 @@
 #include <orv/buffers/bin.hpp>
 #include <orv/buffers/str.hpp>
 #include <orv/buffers/stream.hpp>
+#include <orv/http/http.hpp>
 #include <orv/runtime/critical.hpp>
 #include <orv/runtime/thread.hpp>
 #include <orv/store/aes.hpp>

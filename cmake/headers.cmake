@@ -9,6 +9,7 @@ set(orv_headers
   buffers/export.h
   buffers/str.hpp
   buffers/stream.hpp
+  http/http.hpp
   runtime/critical.hpp
   runtime/identity.h
   runtime/pause.hpp
