@@ -25,7 +25,7 @@ namespace transport {
 namespace {
 
 // What the empty send buffer of a new connection takes at once.
-constexpr unsigned long first_piece = 16384;
+constexpr unsigned long first_piece = 32768;
 // The room for which a socket is reported writable: the usual low-water mark.
 constexpr unsigned long later_piece = 2048;
 

@@ -1,0 +1,78 @@
+// A server on loopback whose behaviour a test writes down as a function, connection by connection.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace support {
+
+// The server's end of one connection. Everything returns early, and false, once the client has gone
+// or the server is being stopped.
+class peer {
+public:
+    peer(int socket, int stop) : socket_(socket), stop_(stop) {}
+    peer(const peer&) = delete;
+    peer& operator=(const peer&) = delete;
+    ~peer(); // closes
+
+    // Reads a whole request: its head, and as many bytes as that announces.
+    bool read_request();
+    // Reads `count` bytes.
+    bool read(unsigned long count);
+    bool send(const std::string& bytes);
+    // Sends the bytes one by one, with a pause before each.
+    bool drip(const std::string& bytes, int milliseconds);
+    bool wait(int milliseconds);
+    // Waits until something holds.
+    bool wait_until(const std::function<bool()>& condition);
+    // Does nothing more, with the connection open, until the server is stopped.
+    void stall();
+    // Tells the client that nothing more will be sent.
+    void half_close();
+    // Makes the end of the connection a reset.
+    void reset();
+    // What was read so far.
+    const std::string& received() const { return received_; }
+
+private:
+    bool ready(short events);
+
+    int socket_;
+    int stop_;
+    std::string received_;
+};
+
+class scripted_server {
+public:
+    // What is done with one connection; then it is closed.
+    using script = std::function<void(peer&)>;
+
+    // The scripts follow one another with the connections; the last one stays. With `late`, nobody
+    // listens for so many milliseconds, and connections are refused.
+    explicit scripted_server(std::vector<script> scripts, int late = 0);
+    scripted_server(const scripted_server&) = delete;
+    scripted_server& operator=(const scripted_server&) = delete;
+    ~scripted_server();
+
+    unsigned short port() const { return port_; }
+    std::string url(const std::string& path = "/") const;
+    // Stops the server, and tells what each connection has received (of the first hundred).
+    const std::vector<std::string>& stop();
+
+private:
+    void serve(int late);
+
+    std::vector<script> scripts_;
+    int listener_;
+    int stop_[2];
+    unsigned short port_;
+    std::vector<std::string> requests_;
+    std::thread thread_;
+};
+
+// Binds a loopback socket to a free port, which it returns.
+int bind_loopback(unsigned short& port);
+
+} // namespace support
