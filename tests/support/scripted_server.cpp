@@ -1,5 +1,6 @@
 #include "scripted_server.hpp"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>
@@ -52,31 +53,34 @@ bool peer::ready(short events) {
     return poll(watched, 2, -1) > 0 && watched[1].revents == 0;
 }
 
+bool peer::read_some(unsigned long at_most) {
+    const unsigned long before = received_.size();
+    received_.resize(before + std::min(at_most, 65536ul));
+    const long got =
+        ready(POLLIN) ? recv(socket_, received_.data() + before, received_.size() - before, 0) : 0;
+    received_.resize(before + static_cast<unsigned long>(std::max(got, 0l)));
+    return got > 0;
+}
+
 bool peer::read(unsigned long count) {
-    const unsigned long wanted = received_.size() + count;
-    std::vector<char> chunk(65536);
-    while (received_.size() < wanted) {
-        const unsigned long at_most = std::min<unsigned long>(wanted - received_.size(), 65536);
-        const long got = ready(POLLIN) ? recv(socket_, chunk.data(), at_most, 0) : 0;
-        if (got <= 0)
+    for (const unsigned long wanted = received_.size() + count; received_.size() < wanted;) {
+        if (!read_some(wanted - received_.size()))
             return false;
-        received_.append(chunk.data(), static_cast<unsigned long>(got));
     }
     return true;
 }
 
 bool peer::read_request() {
-    unsigned long body;
-    while ((body = received_.find("\r\n\r\n")) == std::string::npos) {
-        if (!read(1))
+    unsigned long head;
+    while ((head = received_.find("\r\n\r\n")) == std::string::npos) {
+        if (!read_some(4096))
             return false;
     }
-    body += 4;
     const unsigned long length = received_.find("\r\nContent-Length: ");
-    if (length == std::string::npos || length > body)
-        return true;
-    return read(body + std::strtoul(received_.c_str() + length + 18, nullptr, 10) -
-                received_.size());
+    const unsigned long body =
+        length < head ? std::strtoul(received_.c_str() + length + 18, nullptr, 10) : 0;
+    const unsigned long size = head + 4 + body;
+    return received_.size() >= size || read(size - received_.size());
 }
 
 bool peer::send(const std::string& bytes) {

@@ -38,6 +38,7 @@ public:
 
 private:
     bool ready(short events);
+    bool read_some(unsigned long at_most);
 
     int socket_;
     int stop_;
