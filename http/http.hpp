@@ -15,10 +15,10 @@ namespace ORV {
 //
 // Threads: any number of calls at once, each on documents and texts of its own.
 //
-// Memory: a call leaves behind what `stream<0>` keeps by contract (see there), in a handful of
-// blocks: the parts of the URL, the message that was sent, and its body; where the reply's body is
-// longer than that, the reply's body as well, and as much as a third of it more where it is longer
-// than 16 KB. The number of attempts makes no difference.
+// Memory: a call leaves behind what `stream<0>` keeps by contract (see there): the parts of the
+// URL, the message that was sent, its body once more, and the reply's body where that is longer. A
+// reply's body of more than 16 KB may leave up to four thirds of its size beside that. The number
+// of attempts makes no difference.
 class ORV_API http {
 public:
     http() = delete;

@@ -88,10 +88,10 @@ void compose(const stream<0>& path, const xml::root& header, const stream<0>& bo
              stream<0>& message) {
     static constexpr char method[] = "POST ";
     static constexpr char version[] = " HTTP/1.1\r\n";
-    unsigned long size = sizeof method + path.length() + sizeof version + body.length() + 2;
+    unsigned long size = sizeof method - 1 + path.length() + sizeof version - 1 + 2 + body.length();
     for_each_line(header, [&](const char*, unsigned long name_length, const char*,
                               unsigned long length) { size += name_length + length + 4; });
-    reserve(message, size);
+    reserve(message, size + 1);
 
     message.add(method).add(path.c_str(), path.length()).add(version);
     for_each_line(header, [&](const char* name, unsigned long name_length, const char* value,

@@ -16,6 +16,7 @@
 #include <malloc.h>
 #include <sstream>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -338,8 +339,12 @@ script resets_after_reading(unsigned long count) {
 
 TEST_F(Exchange, ServersThatAnswer) {
     const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: ";
-    const std::string big(big_body << 20, 'x');
-    const std::string announced = head + std::to_string(big.size()) + "\r\n\r\n";
+    const script sends_a_big_body = [head](peer& client) {
+        client.read_request();
+        client.send(head + std::to_string(big_body << 20) + "\r\n\r\n");
+        for (int megabytes = 0; megabytes < big_body; ++megabytes)
+            client.send(std::string(1 << 20, 'x'));
+    };
     const exchange rows[] = {
         {"answers at once", 2000, {answers(ok)}, 1, "200 OK"},
         {"404", 2000, {answers("HTTP/1.0 404 Not Found\r\n\r\n")}, 0, "404 Not Found"},
@@ -356,7 +361,7 @@ TEST_F(Exchange, ServersThatAnswer) {
          {answers(head + "9\r\n\r\n"), answers(ok)},
          1,
          "200 OK"},
-        {"50 MB body", 9000, {answers(announced + big)}, 1, "200 OK"},
+        {"50 MB body", 9000, {sends_a_big_body}, 1, "200 OK"},
         {"5 MB envelope", 9000, {answers(ok)}, 1, "200 OK", is_big},
     };
     for (const exchange& row : rows)
@@ -372,6 +377,14 @@ TEST_F(Exchange, ServersThatDoNot) {
         client.read_request();
         for (int megabytes = 0; megabytes < 20; ++megabytes)
             client.send(std::string(1 << 20, 'h'));
+        client.stall();
+    };
+    const script never_ends_the_head = [](peer& client) {
+        client.read_request();
+        std::string lines;
+        for (int line = 0; line < 500000; ++line)
+            lines += "x" + std::to_string(line) + ":\r\n";
+        client.send(lines);
         client.stall();
     };
     const exchange rows[] = {
@@ -394,6 +407,7 @@ TEST_F(Exchange, ServersThatDoNot) {
         {"a NUL in the body", 200, {stalls_after(with_nul)}, 0, not_sent},
         {"drips everything, so that no line ever ends", 200, {drips("", ok)}, 0, not_sent},
         {"an endless header line", 200, {never_ends_a_line}, 0, not_sent},
+        {"endless header lines", 200, {never_ends_the_head}, 0, not_sent},
         {"closes, then never answers", 200, {answers(""), stalls}, 0, not_received},
     };
     for (const exchange& row : rows)
@@ -437,6 +451,18 @@ TEST_F(Exchange, NoBudgetOpensNoConnection) {
     }
 }
 
+TEST_F(Exchange, NoSocketEndsItAtOnce) {
+    rlimit files;
+    getrlimit(RLIMIT_NOFILE, &files);
+    const rlimit none{3, files.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    call c;
+    EXPECT_EQ(c.post("http://127.0.0.1:1/", 1000), 0);
+    setrlimit(RLIMIT_NOFILE, &files);
+    EXPECT_STREQ(c.error.c_str(), not_sent.c_str());
+    EXPECT_LT(c.elapsed, 500);
+}
+
 TEST_F(Exchange, AnOldTextStandsUntilAFailureReplacesIt) {
     call c;
     c.error = "old";
@@ -451,7 +477,7 @@ TEST_F(Exchange, AnOldTextStandsUntilAFailureReplacesIt) {
     EXPECT_FALSE(c.reply_header.is_set("dropped"));
     c.body.setText(std::string(5 << 20, 'x').c_str());
     scripted_server server({resets_after_reading(1)});
-    EXPECT_EQ(c.post(server.url(), 50), 0); // a send failure is appended
+    EXPECT_EQ(c.post(server.url(), 300), 0); // a send failure is appended
     EXPECT_EQ(std::string(c.error.c_str()).rfind("old" + not_received, 0), 0u);
 }
 
@@ -487,7 +513,8 @@ TEST_F(Exchange, Hosts) {
     for (const auto& row : rows) {
         call c;
         c.error = "old";
-        EXPECT_EQ(c.post(row.host + (":" + std::to_string(server.port())), 150), row.result);
+        EXPECT_EQ(c.post(row.host + (":" + std::to_string(server.port())), row.result ? 2000 : 150),
+                  row.result);
         EXPECT_EQ(std::string(c.error.c_str()).rfind(row.error, 0), 0u) << c.error.c_str();
         if (row.error[0] == 'C') {
             EXPECT_LT(c.elapsed, 100); // final at once
@@ -654,11 +681,11 @@ TEST(Trace, OfFailures) {
     close(nobody);
     {
         scripted_server server({answers("")});
-        EXPECT_NE(traces(server.url(), 20).find("Try to recv\nCan't recv 0\nSet options"),
+        EXPECT_NE(traces(server.url(), 200).find("Try to recv\nCan't recv 0\nSet options"),
                   std::string::npos);
     }
     scripted_server server({[](peer& client) { client.reset(); }});
-    EXPECT_NE(traces(server.url(), 20, 5 << 20).find("Can't send -1\n"), std::string::npos);
+    EXPECT_NE(traces(server.url(), 300, 5 << 20).find("Can't send -1\n"), std::string::npos);
 }
 
 // ---- The host's signals, threads and memory
@@ -675,7 +702,7 @@ int post_to_a_server_that_hangs_up(trace_recorder& trace) {
     }});
     call c;
     c.body.setText(std::string(5 << 20, 'x').c_str());
-    c.post(server.url(), 100);
+    c.post(server.url(), 200);
     return static_cast<int>(trace.count("Can't send %d\n"));
 }
 
