@@ -58,8 +58,8 @@ enum {
  * the store under way. */
 ORV_API int ORV_open(const char* path, const char* key);
 /* Stops the worker, writes the file if a value was changed, and destroys the library object.
- * Harmless when nothing is open. Called like ORV_open. Values set are lost if a process ends
- * without it. */
+ * Harmless when nothing is open, and in a child made by fork, which has no claim to its parent's
+ * file. Called like ORV_open. Values set are lost if a process ends without it. */
 ORV_API void ORV_close(void);
 
 /* The number that the setting's text begins with, 0 if it begins with none; `def` only if there is

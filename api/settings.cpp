@@ -6,8 +6,15 @@
 
 #include <cstring>
 #include <memory>
+#include <unistd.h>
 
 ORV_kernel* g_Kernel;
+
+namespace {
+
+pid_t opener; // the process that made the library object; 0 before there was one
+
+} // namespace
 
 int ORV_open(const char* path, const char* key) {
     constexpr unsigned long key_bytes = 32;
@@ -19,12 +26,16 @@ int ORV_open(const char* path, const char* key) {
     ORV_close();
     const bool loaded = fresh->open(path, key);
     g_Kernel = fresh.release();
+    opener = getpid();
     if (loaded)
         return ORV_OPEN_LOADED;
     return g_Kernel->wasAbsent() ? ORV_OPEN_NEW : ORV_OPEN_UNREADABLE;
 }
 
 void ORV_close() {
+    // A child made by fork has no worker to wait for, and the file is its parent's to save.
+    if (opener != 0 && opener != getpid())
+        return;
     if (g_Kernel)
         g_Kernel->close(); // passes an exception on, with all as it was
     delete g_Kernel;

@@ -1,6 +1,7 @@
 // The clock in which time budgets are counted. Not installed.
 #pragma once
 
+#include <climits>
 #include <sys/times.h>
 
 namespace runtime {
@@ -9,6 +10,12 @@ namespace runtime {
 inline long ticks() {
     tms unused; // not every system takes a null pointer
     return static_cast<long>(times(&unused));
+}
+
+// The time at which a budget of ticks that begins now ends; the last there is for one without end.
+inline long deadline(long budget) {
+    long end;
+    return __builtin_add_overflow(ticks(), budget, &end) ? LONG_MAX : end;
 }
 
 } // namespace runtime

@@ -15,7 +15,7 @@ namespace {
 void append(ORV_text& text, const char* bytes) {
     const unsigned long room = sizeof text.text - 1 - text.length;
     const unsigned long count = std::min<unsigned long>(std::strlen(bytes), room);
-    std::memcpy(text.text + text.length, bytes, count);
+    std::memmove(text.text + text.length, bytes, count); // they may be our own
     text.length += count;
     text.text[text.length] = 0;
 }

@@ -38,7 +38,7 @@ bool kernel::open(const char* path, const char* key) {
     config_.cipherKey = std::move(new_key);
     config_.doc.clear();
     // The state is taken first: a change made while we read is seen by the worker.
-    const file_state state = state_of(path);
+    const file_state state = state_of(config_.file.c_str());
     absent_ = state.absent;
     bool loaded = false;
     try {
@@ -130,7 +130,7 @@ char* kernel::getString(const char* section, const char* key, char* buf, int& si
         size = whole;
     if (size < 0)
         size = 0;
-    std::memcpy(buf, text, static_cast<unsigned long>(size));
+    std::memmove(buf, text, static_cast<unsigned long>(size)); // `def` may stand in `buf`
     buf[size] = 0; // one byte behind those copied, as callers are told to expect
     return buf;
 }

@@ -9,9 +9,12 @@
 
 namespace ORV {
 
-// Opens and closes the store, and has a worker look for changes of the file by others: about once a
-// second, or twice a second while a changed file does not load. A load that fails costs the
-// document none of its values; one that succeeds replaces them all, unsaved ones included.
+// Opens and closes the store, and has a worker look for changes of the file by others, about once a
+// second. A load that fails costs the document none of its values; one that succeeds replaces them
+// all, unsaved ones included.
+//
+// An object that has saved stays marked as changed and saves again at its next close, so each store
+// takes an object of its own.
 //
 // Threads: the four operations may be called by any, at once, and run beside the worker; `open`,
 // `close` and the destructor by one, with no other call under way.

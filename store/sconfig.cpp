@@ -78,7 +78,7 @@ bool write_document(xfile& out, const sconfig& config, long deadline) {
     str_t text;
     config.doc.saveF(text, 0);
     bin_t plain(magic, sizeof magic);
-    plain.append(text.c_str(), std::strlen(text.c_str()));
+    plain.append(text.c_str(), text.length());
     cipher_key key(config.cipherKey);
     const bin_t ciphertext = aes::encrypt(plain, key.bytes, cipher_key::bits);
     ORV_trace4("openWrite::write");
@@ -133,7 +133,7 @@ bool sconfig::writeV(long timeout) {
         ORV_trace4("openWrite::write error");
         return false;
     }
-    const long deadline = runtime::ticks() + timeout;
+    const long deadline = runtime::deadline(timeout);
     ORV_trace4("openWrite %s", file.c_str());
     xfile out;
     const bool written = write_document(out, *this, deadline);

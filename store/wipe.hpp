@@ -11,8 +11,8 @@ inline void wipe(void* memory, unsigned long size) {
     __asm__ __volatile__("" : : "r"(memory) : "memory");
 }
 
-// The same for a text that no other string shares.
+// The same for a text, unless another string shares it.
 inline void wipe(str_t& text) {
-    for (unsigned long i = 0; i < text.length(); ++i)
-        text.put(i, 0);
+    if (text.block() && text.block()->refs == 1)
+        wipe(const_cast<char*>(text.c_str()), text.length());
 }

@@ -3,84 +3,76 @@
 #include <orv/runtime/trace.h>
 
 #include <cstdio>
-#include <map>
+#include <cstdlib>
 #include <mutex>
-
-namespace support {
+#include <utility>
 
 namespace {
 
-struct by_format {
-    unsigned long count = 0;
-    long sum = 0;
+struct record {
+    std::mutex mutex;
+    std::vector<traced> lines;
 };
 
-std::mutex guard;
-bool active = false;
-std::vector<trace_recorder::entry> recorded;
-std::map<std::string, by_format> formats;
-
-std::string formatted(const char* format, va_list args) {
-    va_list again;
-    va_copy(again, args);
-    const int length = std::vsnprintf(nullptr, 0, format, args);
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, again);
-    va_end(again);
-    text.pop_back();
-    return text;
+// The library traces before the program is initialised and after it has ended, so this is made on
+// demand and never destroyed.
+record& recorded() {
+    static record& made = *new record;
+    return made;
 }
 
 } // namespace
 
-trace_recorder::trace_recorder() {
-    const std::lock_guard<std::mutex> lock(guard);
-    active = true;
+void ORV_traceV(unsigned code, const char* format, va_list args) {
+    va_list again;
+    va_copy(again, args);
+    std::string text(static_cast<unsigned>(std::vsnprintf(nullptr, 0, format, again)), '\0');
+    va_end(again);
+    std::vsnprintf(text.data(), text.size() + 1, format, args);
+    const std::lock_guard<std::mutex> lock(recorded().mutex);
+    recorded().lines.push_back({code, std::move(text), format});
 }
 
-trace_recorder::~trace_recorder() {
-    const std::lock_guard<std::mutex> lock(guard);
-    active = false;
-    recorded.clear();
-    formats.clear();
+std::vector<traced> take_traces() {
+    const std::lock_guard<std::mutex> lock(recorded().mutex);
+    return std::exchange(recorded().lines, {});
 }
 
-std::vector<trace_recorder::entry> trace_recorder::entries() const {
-    const std::lock_guard<std::mutex> lock(guard);
-    return recorded;
+std::vector<std::string> take_trace_texts() {
+    std::vector<std::string> texts;
+    for (traced& line : take_traces())
+        texts.push_back(std::move(line.text));
+    return texts;
+}
+
+namespace support {
+
+std::vector<traced> trace_recorder::entries() const {
+    const std::lock_guard<std::mutex> lock(recorded().mutex);
+    return recorded().lines;
 }
 
 std::string trace_recorder::text() const {
     std::string all;
-    for (const entry& one : entries())
-        all += one.text;
+    for (const traced& line : entries())
+        all += line.text;
     return all;
 }
 
 unsigned long trace_recorder::count(const std::string& format) const {
-    const std::lock_guard<std::mutex> lock(guard);
-    return formats[format].count;
+    unsigned long found = 0;
+    for (const traced& line : entries())
+        found += line.format == format;
+    return found;
 }
 
 long trace_recorder::sum(const std::string& format) const {
-    const std::lock_guard<std::mutex> lock(guard);
-    return formats[format].sum;
+    long total = 0;
+    for (const traced& line : entries()) {
+        if (line.format == format)
+            total += std::atol(line.text.c_str() + format.find('%'));
+    }
+    return total;
 }
 
 } // namespace support
-
-void ORV_traceV(unsigned code, const char* format, va_list args) {
-    using namespace support;
-    const std::lock_guard<std::mutex> lock(guard);
-    if (!active)
-        return;
-    by_format& statistics = formats[format];
-    ++statistics.count;
-    if (std::string(format).find("%d") != std::string::npos) {
-        va_list again;
-        va_copy(again, args);
-        statistics.sum += va_arg(again, int);
-        va_end(again);
-    }
-    recorded.push_back({code, formatted(format, args)});
-}

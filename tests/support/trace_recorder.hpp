@@ -1,31 +1,39 @@
-// Receives the library's trace lines: a test program that uses this has a sink of its own in front
-// of the library's.
+// What the library traces. In a test program that uses this, a sink of its own stands in front of the
+// library's.
 #pragma once
 
 #include <string>
 #include <vector>
 
+struct traced {
+    unsigned code;
+    std::string text; // formatted
+    std::string format = {};
+
+    bool operator==(const traced& other) const { return code == other.code && text == other.text; }
+};
+
+// The traces since the last call, of all threads.
+std::vector<traced> take_traces();
+// The texts alone.
+std::vector<std::string> take_trace_texts();
+
 namespace support {
 
-// While it lives, keeps every trace of every thread, formatted. One at a time.
+// The traces that are made while it lives, of all threads and for any of them to ask for. One at a
+// time, and `take_traces` not meanwhile.
 class trace_recorder {
 public:
-    struct entry {
-        unsigned code;
-        std::string text;
-    };
-
-    trace_recorder();
+    trace_recorder() { take_traces(); }
     trace_recorder(const trace_recorder&) = delete;
     trace_recorder& operator=(const trace_recorder&) = delete;
-    ~trace_recorder();
 
-    std::vector<entry> entries() const;
+    std::vector<traced> entries() const;
     // The texts one behind the other.
     std::string text() const;
     // How many traces were made with that format.
     unsigned long count(const std::string& format) const;
-    // The sum of the first argument of every trace of that format, which must be "...%d...".
+    // The sum of the numbers in the traces of that format, which has one "%d".
     long sum(const std::string& format) const;
 };
 

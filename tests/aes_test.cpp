@@ -1,0 +1,150 @@
+// The cipher against the standard's vectors and against OpenSSL; the framing of its blocks.
+#include <orv/store/aes.hpp>
+
+#include "support/random.hpp"
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// The bytes as the cipher takes them.
+unsigned char* raw(std::string& of) { return reinterpret_cast<unsigned char*>(of.data()); }
+
+std::string unhex(const std::string& digits) {
+    std::string result;
+    for (unsigned long i = 0; i + 1 < digits.size(); i += 2)
+        result += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    return result;
+}
+
+bin_t to_bin(const std::string& from) { return bin_t(from.data(), from.size()); }
+std::string from_bin(const bin_t& from) { return std::string(from.data(), from.length()); }
+
+// AES in CBC mode without padding, over whole blocks, with an initial vector of zeros.
+std::string openssl_cbc(std::string in, std::string key) {
+    const EVP_CIPHER* cipher = key.size() == 16   ? EVP_aes_128_cbc()
+                               : key.size() == 24 ? EVP_aes_192_cbc()
+                                                  : EVP_aes_256_cbc();
+    const unsigned char zeros[16] = {};
+    std::string out(in.size() + 16, 0);
+    int length = 0;
+    EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
+    EVP_EncryptInit_ex(context, cipher, nullptr, raw(key), zeros);
+    EVP_CIPHER_CTX_set_padding(context, 0);
+    EVP_EncryptUpdate(context, raw(out), &length, raw(in), static_cast<int>(in.size()));
+    EVP_CIPHER_CTX_free(context);
+    EXPECT_EQ(static_cast<unsigned long>(length), in.size());
+    return out.substr(0, in.size());
+}
+
+std::string framed(const std::string& plain) {
+    std::string blocks;
+    for (unsigned long at = 0; at < plain.size(); at += 15) {
+        const std::string piece = plain.substr(at, 15);
+        blocks += static_cast<char>(piece.size());
+        blocks += piece + std::string(15 - piece.size(), 0);
+    }
+    return blocks;
+}
+
+TEST(Aes, VectorsOfTheStandard) {
+    const struct {
+        const char *key, *plain, *cipher;
+    } rows[] = {
+        {"2b7e151628aed2a6abf7158809cf4f3c", "3243f6a8885a308d313198a2e0370734",
+         "3925841d02dc09fbdc118597196a0b32"},
+        {"000102030405060708090a0b0c0d0e0f", "00112233445566778899aabbccddeeff",
+         "69c4e0d86a7b0430d8cdb78070b4c55a"},
+        {"000102030405060708090a0b0c0d0e0f1011121314151617", "00112233445566778899aabbccddeeff",
+         "dda97ca4864cdfe06eaf70a0ec0d7191"},
+        {"000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f",
+         "00112233445566778899aabbccddeeff", "8ea2b7ca516745bfeafc49904b496089"},
+    };
+    for (const auto& row : rows) {
+        std::string key = unhex(row.key), block = unhex(row.plain), other(16, 0);
+        const int bits = static_cast<int>(key.size() * 8);
+        ORV::aes there, back;
+        ASSERT_TRUE(there.setkey_enc(raw(key), bits));
+        ASSERT_TRUE(back.setkey_dec(raw(key), bits));
+        there.crypt_ecb(ORV::aes::mode_t(2), raw(block), raw(other)); // any value but 0
+        EXPECT_EQ(other, unhex(row.cipher)) << bits;
+        there.crypt_ecb(ORV::aes::mode_encrypt, raw(block), raw(block)); // in place
+        EXPECT_EQ(block, unhex(row.cipher)) << bits;
+        back.crypt_ecb(ORV::aes::mode_decrypt, raw(block), raw(block));
+        EXPECT_EQ(block, unhex(row.plain)) << bits;
+    }
+}
+
+TEST(Aes, FramedBlocksAreThoseOfOpenSSL) {
+    seeded_random random;
+    for (unsigned long length = 0; length < 300; ++length) {
+        for (int bits : {128, 192, 256}) {
+            std::string key = random.bytes(static_cast<unsigned>(bits) / 8);
+            const std::string plain = random.bytes(length < 200 ? length : random.below(20000));
+            const bin_t cipher = ORV::aes::encrypt(to_bin(plain), raw(key), bits);
+            ASSERT_EQ(cipher.length(), (plain.size() + 14) / 15 * 16);
+            ASSERT_EQ(from_bin(cipher), openssl_cbc(framed(plain), key)) << length << ' ' << bits;
+            ASSERT_EQ(from_bin(ORV::aes::decrypt(cipher, raw(key), bits)), plain);
+        }
+    }
+}
+
+// Blocks of any length byte, and bytes that make no block.
+TEST(Aes, LengthBytesOutOfRangeAndRaggedEnds) {
+    seeded_random random;
+    for (unsigned first = 0; first < 256; ++first) {
+        std::string key = random.bytes(32), blocks, expected;
+        for (unsigned length : {first, 3u, first, 0u, 15u}) {
+            const std::string payload = random.bytes(15);
+            blocks += static_cast<char>(length);
+            blocks += payload;
+            expected += payload.substr(0, length <= 15 ? length : 0);
+        }
+        const std::string cipher = openssl_cbc(blocks, key);
+        const std::string ragged = random.bytes(random.below(16));
+        EXPECT_EQ(from_bin(ORV::aes::decrypt(to_bin(cipher + ragged), raw(key), 256)), expected)
+            << first;
+        EXPECT_TRUE(ORV::aes::decrypt(to_bin(ragged), raw(key), 256).empty());
+    }
+}
+
+TEST(Aes, AnotherKeyGivesLittle) {
+    seeded_random random;
+    std::string key = random.bytes(32), other = random.bytes(32);
+    const std::string plain = random.bytes(15000);
+    const bin_t cipher = ORV::aes::encrypt(to_bin(plain), raw(key), 256);
+    // One length byte in 16 is in range by chance, with 7.5 bytes on average: some 470.
+    EXPECT_LT(ORV::aes::decrypt(cipher, raw(other), 256).length(), 2000u);
+}
+
+TEST(Aes, OtherKeySizesAreRefused) {
+    for (int bits : {64, 512, 0, -128, 127, 255}) {
+        std::string key(64, 7), block(16, 1), out(16, 2);
+        EXPECT_TRUE(ORV::aes::encrypt(bin_t("x", 1), raw(key), bits).empty()) << bits;
+        EXPECT_TRUE(ORV::aes::decrypt(to_bin(block), raw(key), bits).empty()) << bits;
+        ORV::aes cipher;
+        EXPECT_TRUE(cipher.setkey_enc(raw(key), 128));
+        EXPECT_FALSE(bits % 2 ? cipher.setkey_enc(raw(key), bits)
+                              : cipher.setkey_dec(raw(key), bits));
+        cipher.crypt_ecb(ORV::aes::mode_encrypt, raw(block), raw(out)); // the old key is gone
+        EXPECT_EQ(out, std::string(16, 2)) << bits;
+    }
+}
+
+// The object's own memory holds nothing of a key once it has gone.
+TEST(Aes, TheKeyScheduleIsWiped) {
+    alignas(ORV::aes) unsigned char memory[sizeof(ORV::aes)];
+    unsigned char key[32];
+    std::fill_n(key, sizeof key, static_cast<unsigned char>(0xA5));
+    auto* cipher = new (memory) ORV::aes;
+    cipher->setkey_enc(key, 256);
+    cipher->~aes();
+    unsigned char* const end = memory + sizeof memory;
+    EXPECT_EQ(std::search(memory, end, key, key + 4), end);
+}
+
+} // namespace

@@ -1,0 +1,231 @@
+// The worker thread and the lock, traces, and the application's identity.
+#include <orv/runtime/critical.hpp>
+#include <orv/runtime/identity.h>
+#include <orv/runtime/thread.hpp>
+#include <orv/runtime/trace.h>
+
+#include "../runtime/executable.hpp"
+#include "../runtime/nudge.hpp"
+#include "support/trace_recorder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+std::string executable; // the path the identity functions are given here
+
+class worker : public ORV::thread {
+public:
+    explicit worker(std::vector<int> returned = {}) : returned_(std::move(returned)) {}
+    ~worker() override { stop(); }
+
+    void onInit() override { calls.push_back("init"); }
+    int onRunStep(int step) override {
+        calls.push_back(std::to_string(step));
+        if (stops) {
+            EXPECT_TRUE(stop()); // only asks
+        }
+        return returned_.at(calls.size() - 2);
+    }
+    void onStop() override { calls.push_back(isRunning ? "stop, still running" : "stop"); }
+
+    unsigned long run() {
+        isRunning = true;
+        return reinterpret_cast<unsigned long>(thread_func(this));
+    }
+    bool started() const { return handle != pthread_t{}; }
+    void wait_for_the_end() const {
+        while (isRunning)
+            std::this_thread::yield();
+    }
+
+    std::vector<std::string> calls;
+    bool stops = false;
+
+private:
+    std::vector<int> returned_;
+};
+
+TEST(Thread, StepsReceiveWhatTheOneBeforeReturned) {
+    const struct {
+        std::vector<int> returned;
+        std::vector<std::string> calls;
+    } rows[] = {
+        {{-1}, {"init", "0", "stop"}},
+        {{0, 1, 2, -5}, {"init", "0", "0", "1", "2", "stop"}},
+        {{INT_MAX, INT_MIN}, {"init", "0", std::to_string(INT_MAX), "stop"}},
+    };
+    for (const auto& row : rows) {
+        worker here(row.returned), there(row.returned);
+        EXPECT_EQ(here.run(), 0u);
+        EXPECT_EQ(here.calls, row.calls);
+        there.start();
+        there.wait_for_the_end();
+        EXPECT_TRUE(there.started()); // till it is joined
+        EXPECT_TRUE(there.stop());
+        EXPECT_FALSE(there.started());
+        EXPECT_EQ(there.calls, row.calls);
+    }
+}
+
+TEST(Thread, ExitValues) {
+    struct loop : worker {
+        int onRun() override { return result; }
+        int result = 0;
+    } thread;
+    for (int result : {0, 7, -1, INT_MIN}) {
+        thread.result = result;
+        EXPECT_EQ(thread.run(), static_cast<unsigned>(result)); // 32 bits
+    }
+    thread.calls.clear();
+    EXPECT_EQ(ORV::thread::thread_func(&thread), reinterpret_cast<void*>(0xFFFFFFFF));
+    EXPECT_EQ(ORV::thread::thread_func(nullptr), reinterpret_cast<void*>(0xFFFFFFFF));
+    EXPECT_TRUE(thread.calls.empty());
+}
+
+TEST(Thread, StopFromWithinAStep) {
+    worker thread({3, 3, 3});
+    thread.stops = true;
+    thread.start();
+    thread.wait_for_the_end();
+    EXPECT_TRUE(thread.stop());
+    EXPECT_EQ(thread.calls, (std::vector<std::string>{"init", "0", "stop"}));
+}
+
+TEST(Thread, StopWaitsForTheStepAndStartStopsTheOneBefore) {
+    struct slow : worker {
+        int onRunStep(int) override {
+            ++steps;
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            calls.push_back(pthread_equal(pthread_self(), main_thread) ? "here" : "there");
+            return 0;
+        }
+        void start_and_wait() {
+            start();
+            for (const int before = steps; steps == before;)
+                std::this_thread::yield();
+        }
+        std::atomic<int> steps{0};
+        pthread_t main_thread = pthread_self();
+    } thread;
+    EXPECT_TRUE(thread.stop()); // there is none
+    thread.start_and_wait();
+    thread.start_and_wait();
+    EXPECT_TRUE(thread.stop());
+    EXPECT_EQ(thread.calls,
+              (std::vector<std::string>{"init", "there", "stop", "init", "there", "stop"}));
+    ORV::thread base;
+    base.start(); // stopped by its destructor
+}
+
+volatile sig_atomic_t signal_received;
+
+TEST(Thread, TheNudgeContinues) {
+    const auto handler = [](int number) { signal_received = number; };
+    const auto before = std::signal(SIGCONT, handler);
+    runtime::nudge(pthread_self(), runtime::current_thread_id());
+    EXPECT_EQ(signal_received, SIGCONT);
+    std::signal(SIGCONT, before);
+}
+
+TEST(Critical, ExcludesOthers) {
+    ORV::critical lock;
+    long count = 0; // unguarded but by the lock
+    const auto add = [&] {
+        for (int i = 0; i < 100000; ++i) {
+            const std::lock_guard<ORV::critical> guard(lock);
+            ++count;
+        }
+    };
+    std::thread a(add), b(add);
+    a.join();
+    b.join();
+    EXPECT_EQ(count, 200000);
+}
+
+TEST(Trace, CodesTextsAndOrder) {
+    take_traces();
+    ORV_trace2("%x", 255u);
+    ORV_trace4("openWrite %s", "path");
+    ORV_traceInit("x", "");
+    ORV_trace6("Try to connect\n");
+    ORV_traceFree();
+    ORV_trace4("%%");
+    EXPECT_EQ(
+        take_traces(),
+        (std::vector<traced>{
+            {5122, "ff"}, {4100, "openWrite path"}, {4102, "Try to connect\n"}, {4100, "%"}}));
+    EXPECT_EQ(PF_TraceInit, 1);
+    EXPECT_STREQ(ORV_TraceAppName.text, "x"); // traceFree leaves it all
+}
+
+std::string text_of(const ORV_text& text) {
+    EXPECT_EQ(text.length, std::strlen(text.text));
+    return text.text;
+}
+
+TEST(Trace, GivenNamesAreCut) {
+    for (unsigned long length : {0ul, 1ul, 254ul, 255ul, 256ul, 300ul}) {
+        ORV_traceInit(std::string(length, 'n').c_str(), std::string(length, 'p').c_str());
+        EXPECT_EQ(text_of(ORV_TraceAppName), std::string(std::min(length, 255ul), 'n'));
+        EXPECT_EQ(text_of(ORV_TracePath), std::string(std::min(length, 255ul), 'p'));
+    }
+    ORV_traceInit(ORV_TraceAppName.text + 55, ORV_TracePath.text + 155); // their own text
+    EXPECT_EQ(text_of(ORV_TraceAppName), std::string(200, 'n'));
+    EXPECT_EQ(text_of(ORV_TracePath), std::string(100, 'p'));
+}
+
+// Both answers are kept for the life of a process, so each row has one of its own.
+TEST(Identity, DirectoryAndNameOfAPath) {
+    const std::string long_name(300, 'n'), d(250, 'd');
+    const struct {
+        std::string path, directory, name, logs;
+    } rows[] = {
+        {"/A/B.app/Contents/MacOS/Tool", "/A/B.app/Contents/MacOS", "Tool",
+         "/A/B.app/Contents/MacOS/logs"},
+        {"/bin/tool.beta.bin", "/bin", "tool.beta", "/bin/logs"},
+        {"/x.y/tool", "/x.y", "tool", "/x.y/logs"},
+        {"/x.y/.tool", "/x.y", "", "/x.y/logs"},
+        {"/tool", "", "tool", "/logs"},
+        {"tool.x", "tool.x", "tool", "tool.x/logs"},
+        {"", "", "", "/logs"},
+        {"C:\\dir.d\\tool.exe", "C:\\dir.d", "tool", "C:\\dir.d/logs"},
+        {"Disk:tool", "Disk", "tool", "Disk/logs"},
+        {"/dir/", "/dir", "", "/dir/logs"},
+        {"/" + long_name, "", long_name.substr(0, 253), "/logs"},
+        {"/a/" + long_name.substr(0, 249) + ".b", "/a", long_name.substr(0, 249), "/a/logs"},
+        {"/a/" + long_name.substr(0, 251) + ".b", "/a", long_name.substr(0, 251), "/a/logs"},
+        {"/" + d + "/t", "/" + d, "t", "/" + d + "/log"},
+        {"/" + d + "d/t", "/" + d + "d", "t", "/" + d + "d/lo"},
+        {"/" + d + "dd/t", "/" + d + "dd", "", "/" + d + "dd/l"},
+    };
+    for (const auto& row : rows) {
+        executable = row.path;
+        const auto matches = [&row] {
+            ORV_traceInit(nullptr, nullptr);
+            const char* const directory = ORV_getAppPath();
+            const char* const name = ORV_getAppName();
+            executable = "/another/one"; // is not asked for again
+            return directory == row.directory && name == row.name &&
+                   text_of(ORV_TraceAppName) == row.name && text_of(ORV_TracePath) == row.logs &&
+                   ORV_getAppPath() == directory && ORV_getAppName() == name;
+        };
+        EXPECT_EXIT(_exit(matches() ? 0 : 1), testing::ExitedWithCode(0), "") << row.path;
+    }
+}
+
+} // namespace
+
+// In place of the operating system's answer.
+void runtime::executable_path(char (&text)[256]) {
+    executable.copy(text, sizeof text - 1);
+    text[std::min<unsigned long>(executable.size(), sizeof text - 1)] = 0;
+}
