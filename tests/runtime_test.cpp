@@ -104,13 +104,15 @@ TEST(Thread, StopWaitsForTheStepAndStartStopsTheOneBefore) {
     struct slow : worker {
         int onRunStep(int) override {
             ++steps;
+            wait_for_the_end();
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             calls.push_back(pthread_equal(pthread_self(), main_thread) ? "here" : "there");
             return 0;
         }
         void start_and_wait() {
+            steps = 0;
             start();
-            for (const int before = steps; steps == before;)
+            while (steps == 0)
                 std::this_thread::yield();
         }
         std::atomic<int> steps{0};
@@ -126,14 +128,16 @@ TEST(Thread, StopWaitsForTheStepAndStartStopsTheOneBefore) {
     base.start(); // stopped by its destructor
 }
 
-volatile sig_atomic_t signal_received;
-
-TEST(Thread, TheNudgeContinues) {
-    const auto handler = [](int number) { signal_received = number; };
-    const auto before = std::signal(SIGCONT, handler);
+// The signal comes to the thread that is named, and it is the one that continues.
+TEST(Thread, TheNudge) {
+    sigset_t nudge, before;
+    sigemptyset(&nudge);
+    sigaddset(&nudge, SIGCONT);
+    pthread_sigmask(SIG_BLOCK, &nudge, &before);
     runtime::nudge(pthread_self(), runtime::current_thread_id());
-    EXPECT_EQ(signal_received, SIGCONT);
-    std::signal(SIGCONT, before);
+    const timespec soon = {5, 0};
+    EXPECT_EQ(sigtimedwait(&nudge, nullptr, &soon), SIGCONT);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(Critical, ExcludesOthers) {
