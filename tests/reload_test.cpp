@@ -33,6 +33,7 @@ std::string settings(const std::string& value, const char* with = key,
 
 // Every change gets a second of its own, as the check tells changes apart by whole seconds.
 void write_at(const std::string& path, const std::string& bytes, long second) {
+    std::filesystem::remove(path); // it may be a pipe
     write_file(path, bytes);
     const timespec times[] = {{second, 0}, {second, 0}};
     utimensat(AT_FDCWD, path.c_str(), times, 0);
@@ -78,7 +79,8 @@ TEST(Reload, WhatDoesNotLoadChangesNothing) {
         {"the same settings under another key", settings("3", other_key), {}},
         {"without the marker", settings("4", key, "<other/>"), {}},
         {"no settings", "<root><v><v>5</v></v><~ORV/></root>", {}},
-        {"no file", "remove", {}},
+        {"no file", "removed", {}},
+        {"a pipe in its place", "pipe", {}},
     };
     const temporary_directory directory;
     for (row& row : rows) {
@@ -87,9 +89,12 @@ TEST(Reload, WhatDoesNotLoadChangesNothing) {
         row.store = std::make_unique<ORV::kernel>();
         ASSERT_TRUE(row.store->open(path.c_str(), key));
         row.store->setInt("mine", "x", 7);
-        write_at(path, row.bad, 2000);
-        if (row.bad == "remove")
+        if (row.bad != "removed" && row.bad != "pipe")
+            write_at(path, row.bad, 2000);
+        else
             std::filesystem::remove(path);
+        if (row.bad == "pipe")
+            mkfifo(path.c_str(), 0600);
     }
     std::this_thread::sleep_for(one_pass * 5 / 4);
     for (const row& row : rows) {

@@ -218,6 +218,7 @@ TEST_F(File, WhatOpenFinds) {
         {directory.file("text"), key, ORV_OPEN_UNREADABLE},
         {d, key, ORV_OPEN_UNREADABLE},
     };
+    EXPECT_FALSE(ORV::kernel().open(nullptr, nullptr));
     EXPECT_EQ(ORV_open(nullptr, key), ORV_OPEN_REFUSED);
     EXPECT_EQ(g_Kernel, nullptr);
     int value = 0;
@@ -258,7 +259,8 @@ TEST_F(File, ClosingWaitsForNoPause) {
     write_file(path, good);
     ASSERT_EQ(open(), ORV_OPEN_LOADED);
     usleep(50000);             // the worker is in its pause
-    ORVSC_SetInt("a", "b", 1); // is so already
+    ORVSC_SetInt("a", "b", 1); // are so already
+    ORVSC_SetString("s", "k", "some text");
     take_traces();
     EXPECT_LT(milliseconds_of(ORV_close), 400);
     EXPECT_EQ(take_trace_texts(), lines());
@@ -317,7 +319,7 @@ TEST_F(File, EveryByteFlipped) {
     seeded_random random;
     for (unsigned long i = 0; i < good.size(); ++i) {
         std::string file = good;
-        file[i] = static_cast<char>(file[i] ^ (1 + random.below(255)));
+        file[i] = static_cast<char>(file[i] ^ static_cast<int>(1 + random.below(255)));
         EXPECT_FALSE(check_damaged(*this, file) && i < 16) << i; // the magic is in the first block
     }
 }
