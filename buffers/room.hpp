@@ -90,9 +90,9 @@ struct room {
     }
 
     static void append(block*& held, const char* bytes, unsigned long count) {
-        const unsigned long length = held ? held->length : 0;
-        if (count == 0)
+        if (!bytes || count == 0)
             return;
+        const unsigned long length = held ? held->length : 0;
         block* to = need(held, length + count);
         std::memcpy(to->data() + length, bytes, count);
         to->length = length + count;

@@ -55,6 +55,8 @@ str_t& str_t::append(const char* bytes, unsigned long count) {
 }
 
 str_t& str_t::addprintf(const char* format, ...) {
+    if (!format)
+        return *this;
     const unsigned long old_length = length();
     strbuf_t* to = str_room::need(block_, old_length + 4 * std::strlen(format) + 1024);
     str_room::adopt(block_, to);

@@ -45,6 +45,9 @@ TEST(Str, NullAndEmptyTextLeaveNoBlock) {
     EXPECT_EQ(s.block(), nullptr);
     s << nullptr << "";
     s.add('\0');
+    s.append(nullptr, 3);
+    const char* const no_format = nullptr;
+    s.addprintf(no_format);
     s = "";
     EXPECT_EQ(s.block(), nullptr);
     EXPECT_STREQ(s.c_str(), "");
