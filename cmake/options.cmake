@@ -23,6 +23,10 @@ function(orv_compile_options target)
   if(ORV_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${ORV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_compile_options(${target} PRIVATE
+        -fno-sanitize=null) # Clang would test for a null receiver within the member itself
+    endif()
     target_link_options(${target} PRIVATE -fsanitize=${ORV_SANITIZE})
   endif()
 endfunction()

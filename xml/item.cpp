@@ -78,7 +78,7 @@ item* item::walk(item* from, const char* path, Lookup lookup) {
 
 item* item::operator[](const char* path) {
     bool created;
-    return get(path, nullptr, created);
+    return is_null(this) ? nullptr : get(path, nullptr, created);
 }
 
 item* item::get(const char* section, const char* key, bool& created) {

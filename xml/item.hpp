@@ -21,15 +21,21 @@ struct plain_stretch;
 // Paths are names separated by "/"; a leading "/" and runs of "/" are skipped. They address child
 // elements only. Each name is compared in the order described at `xml::list`.
 //
-// Null receivers: every member may be called through a null pointer, as the result of a failed
-// lookup; it answers null or false or does nothing. (The library is compiled so that this holds.)
+// Copies are deep but share the text, pending content included. That is parsed in place, so the
+// item that is asked first gets it all and a copy of it what is left: look below an item (`search`
+// for a name that there is not) before copying it, if both are to be asked. A `root` copied from it
+// has at least its own value to itself.
+//
+// Null receivers: every member but assignment and `swap` may be called through a null pointer, as
+// the result of a failed lookup; it answers null or false or does nothing. (The library is compiled
+// so that this holds.)
 //
 // Threads: one at a time, since even lookups change the tree. Items in different trees may share
-// text across threads. Errors: none are reported; only the allocator's exception passes through.
+// text across threads if no pending content is shared. Errors: none are reported; only the
+// allocator's exception passes through.
 class ORV_API item {
 public:
     item() = default;
-    // Deep, but sharing the text.
     item(const item& other);
     item(item&& other) noexcept;
     ~item();
