@@ -106,10 +106,10 @@ char* item::loadTag(xml::buffer* source, char* position) {
 }
 
 char* load_tag(item& into, buffer* source, char* position, char* end, plain_stretch& plain) {
+    if (source)
+        source->addRef(); // first, for what goes now may be all that holds it
     into.clear();
     into.name = nullptr;
-    if (source)
-        source->addRef(); // before the old one goes, which may be the same
     if (into.buffer)
         into.buffer->release();
     into.buffer = source;

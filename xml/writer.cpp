@@ -117,9 +117,9 @@ void write(Style style, const item* top, int level) {
 
 } // namespace
 
-void item::save(str_t& out, int level) const {
+void item::save(str_t& out, int) const {
     if (!is_null(this))
-        write(compact{out}, this, level);
+        write(compact{out}, this, 0);
 }
 
 void item::saveF(str_t& out, int level) const {
