@@ -53,7 +53,8 @@ char* read_attribute(item& attribute, char* at) {
     at = name_end(at);
     if (*at != '=')
         return at;
-    at = skip_space(at + 1);
+    *at++ = 0; // ends the name, and an unquoted value that runs up to here
+    at = skip_space(at);
     if (is_quote(*at)) {
         attribute.value = at + 1;
         at = find(at + 1, *at);
@@ -82,7 +83,7 @@ char* read_element(item& element, char* at, char* end, plain_stretch& plain) {
             attributes.finish(element.attributes);
             return at + 2;
         } else if (*at == '/') {
-            ++at; // neither the end of the tag nor part of an attribute
+            *at++ = 0; // ends no tag, but an unquoted value that runs up to here
         } else if (*at == 0) {
             attributes.finish(element.attributes);
             return at;
