@@ -104,27 +104,39 @@ public:
         : first_(static_cast<char>(rank(first))), first_of_16_(bytes16::all(first_)),
           case_bit_(bytes16::all(first_ >= 'a' && first_ <= 'z' ? 0x20 : 0)) {}
 
-    // The first such tag between `at` and `end`, where a NUL stands; `end` if there is none.
+    // The first such tag between `at` and `end`, where a NUL stands; `end` if there is none. `at`
+    // is not the beginning of the text.
     char* next(char* at, char* end) const {
-        const bytes16 open = bytes16::all('<');
-        const bytes16 slash = bytes16::all('/');
-        for (; end - at >= 18; at += 16) {
-            const bytes16 second = bytes16::load(at + 1);
-            const bytes16 third = bytes16::load(at + 2);
-            const bytes16 named = ((second | case_bit_) == first_of_16_) |
-                                  ((second == slash) & ((third | case_bit_) == first_of_16_));
-            const std::uint64_t found = ((bytes16::load(at) == open) & named).bits();
-            if (found != 0)
-                return at + __builtin_ctzll(found);
+        for (; end - at > 32; at += 32) {
+            // Where an end tag begins in front of `at`, its "/" still is here.
+            std::uint64_t found = before_name(at) | before_name(at + 16) << 16;
+            for (; found != 0; found &= found - 1) {
+                char* const tag = at + __builtin_ctzll(found);
+                if (*tag == '<')
+                    return tag;
+                if (tag[-1] == '<')
+                    return tag - 1;
+            }
         }
         for (; at < end; ++at) {
-            if (*at == '<' && (rank(at[1]) == first_ || (at[1] == '/' && rank(at[2]) == first_)))
-                break;
+            if (rank(at[1]) != first_)
+                continue;
+            if (*at == '<')
+                return at;
+            if (*at == '/' && at[-1] == '<')
+                return at - 1;
         }
-        return at;
+        return end;
     }
 
 private:
+    // A bit for each "<" or "/" of 16 bytes with the byte behind it.
+    std::uint64_t before_name(const char* at) const {
+        const bytes16 bytes = bytes16::load(at);
+        const bytes16 opens = (bytes == bytes16::all('<')) | (bytes == bytes16::all('/'));
+        return (opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_)).bits();
+    }
+
     char first_;
     bytes16 first_of_16_;
     bytes16 case_bit_; // upper case is lower case without this bit
@@ -231,15 +243,20 @@ bool is_plain(const char* from, const char* to, plain_stretch& plain) {
 char* end_content(const char* name, char* value, char* end, plain_stretch& plain) {
     constexpr long few_bytes = 96;
     char* closing = nullptr;
-    verdict found = walk(name, value, end - value > few_bytes ? value + few_bytes : end, closing);
-    if (found == verdict::undecided && !ends_name(*name)) {
-        const char* counted;
+    const char* counted = nullptr;
+    verdict found = verdict::undecided;
+    if (plain.begin && value >= plain.begin && end <= plain.end && !ends_name(*name)) {
         found = search(name, value, end, closing, counted);
-        if (counted && !is_plain(value, counted, plain))
-            found = verdict::undecided;
+    } else {
+        found = walk(name, value, end - value > few_bytes ? value + few_bytes : end, closing);
+        if (found == verdict::undecided && !ends_name(*name)) {
+            found = search(name, value, end, closing, counted);
+            if (counted && !is_plain(value, counted, plain))
+                found = verdict::undecided;
+        }
+        if (found == verdict::undecided)
+            found = walk(name, value, end, closing);
     }
-    if (found == verdict::undecided)
-        found = walk(name, value, end, closing);
     if (found != verdict::closed)
         return end_of_text(end);
     char* const last = find(closing + 2, '>');

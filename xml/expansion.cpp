@@ -12,12 +12,12 @@
 namespace xml {
 
 void expand(item& element, plain_stretch& plain) {
-    collector found;
+    collector found(element.buffer);
     char* at = element.value;
     char* const end = at + std::strlen(at);
     do {
         item& next = found.append();
-        at = load_tag(next, element.buffer, at, end, plain);
+        at = read_tag(next, at, end, plain);
         if (!next.name) {
             found.drop_last();
             break;
@@ -25,6 +25,12 @@ void expand(item& element, plain_stretch& plain) {
     } while (at && *at != 0);
     found.finish(element.children);
     element.value = nullptr;
+    if (!element.buffer)
+        return;
+    unsigned long references = element.children.count;
+    for (unsigned long i = 0; i < element.children.count; ++i)
+        references += element.children.items[i].attributes.count;
+    element.buffer->refs.fetch_add(references, std::memory_order_relaxed);
 }
 
 collector::~collector() {
@@ -37,11 +43,19 @@ collector::~collector() {
 item& collector::append() {
     if (count_ == room_)
         grow();
-    zero_items(items_ + count_, 1);
-    return items_[count_++];
+    item& next = items_[count_++];
+    zero_items(&next, 1);
+    next.buffer = source_;
+    return next;
 }
 
-void collector::drop_last() { items_[--count_].~item(); }
+void collector::drop_last() {
+    item& last = items_[--count_];
+    last.buffer = nullptr; // no reference has been counted
+    for (unsigned long i = 0; i < last.attributes.count; ++i)
+        last.attributes.items[i].buffer = nullptr;
+    last.~item();
+}
 
 void collector::grow() {
     item* larger = allocate_items(2 * room_);
@@ -50,17 +64,6 @@ void collector::grow() {
         free_items(items_);
     items_ = larger;
     room_ *= 2;
-}
-
-void collector::finish(list& out) {
-    if (count_ == 0)
-        return;
-    arrange();
-    item* exact = allocate_items(count_);
-    move_items(exact, items_, count_);
-    out.items = exact;
-    out.count = count_;
-    count_ = 0;
 }
 
 namespace {
@@ -87,7 +90,15 @@ void insert_each(item* items, unsigned long sorted, unsigned long count) {
 // Sums over a prefix of counters, each step O(log n) (Fenwick, 1994).
 class prefix_sums {
 public:
-    explicit prefix_sums(unsigned long count) : tree_(count + 1, 0) {}
+    // At least `count` counters, all of them `each`.
+    prefix_sums(unsigned count, unsigned each) {
+        unsigned long size = 1;
+        while (size <= count)
+            size *= 2;
+        tree_.resize(size);
+        for (unsigned long i = 0; i < size; ++i)
+            tree_[i] = static_cast<unsigned>(i & (~i + 1)) * each;
+    }
 
     void add(unsigned long at, unsigned amount) {
         for (unsigned long i = at + 1; i < tree_.size(); i += i & (~i + 1))
@@ -100,19 +111,18 @@ public:
             sum += tree_[i];
         return sum;
     }
-    // The place of the first counter up to which the sum exceeds `sum`.
-    unsigned long place_of(unsigned long sum) const {
-        unsigned long step = 1;
-        while (2 * step < tree_.size())
-            step *= 2;
+    // Takes one away from the first counter up to which the sum exceeds `sum`, and returns its
+    // place. Which way each step goes is anybody's guess, so none is a branch.
+    unsigned take(unsigned sum) {
         unsigned long at = 0;
-        for (; step > 0; step /= 2) {
-            if (at + step < tree_.size() && tree_[at + step] <= sum) {
-                at += step;
-                sum -= tree_[at];
-            }
+        for (unsigned long step = tree_.size() / 2; step > 0; step /= 2) {
+            unsigned& below = tree_[at + step];
+            const unsigned behind = below <= sum ? ~0u : 0; // the place is behind those
+            sum -= below & behind;
+            at += step & (0 - static_cast<unsigned long>(behind & 1));
+            below -= ~behind & 1;
         }
-        return at;
+        return static_cast<unsigned>(at);
     }
 
 private:
@@ -123,20 +133,30 @@ private:
 // equal names the search would meet follows from the number of items that sort before them alone,
 // so the search is run on numbers.
 std::vector<unsigned> insertion_points(const item* items, unsigned count) {
-    std::vector<unsigned> by_name(count);
+    std::vector<unsigned> heads; // the first items of runs of equal names
+    std::vector<unsigned> group(count);
+    for (unsigned i = 0; i < count; ++i) {
+        if (i == 0 || compare_names(name_of(items[i - 1]), name_of(items[i])) != 0)
+            heads.push_back(i);
+        group[i] = static_cast<unsigned>(heads.size() - 1);
+    }
+    std::vector<unsigned> by_name(heads.size());
     std::iota(by_name.begin(), by_name.end(), 0u);
     std::sort(by_name.begin(), by_name.end(), [&](unsigned a, unsigned b) {
-        return compare_names(name_of(items[a]), name_of(items[b])) < 0;
+        return compare_names(name_of(items[heads[a]]), name_of(items[heads[b]])) < 0;
     });
-    std::vector<unsigned> group(count); // equal names, equal numbers, in name order
+    std::vector<unsigned> number(heads.size()); // equal for equal names, in name order
     unsigned groups = 0;
-    for (unsigned i = 0; i < count; ++i) {
-        if (i > 0 && compare_names(name_of(items[by_name[i - 1]]), name_of(items[by_name[i]])) != 0)
+    for (unsigned long i = 1; i < heads.size(); ++i) {
+        const char* before = name_of(items[heads[by_name[i - 1]]]);
+        if (compare_names(before, name_of(items[heads[by_name[i]]])) != 0)
             ++groups;
-        group[by_name[i]] = groups;
+        number[by_name[i]] = groups;
     }
+    for (unsigned& each : group)
+        each = number[each];
 
-    prefix_sums present(groups + 1);
+    prefix_sums present(groups + 1, 0);
     std::vector<unsigned> run(groups + 1, 0);
     std::vector<unsigned> at(count);
     for (unsigned i = 0; i < count; ++i) {
@@ -152,35 +172,44 @@ std::vector<unsigned> insertion_points(const item* items, unsigned count) {
     return at;
 }
 
-// The same as `insert_each` without moving items about. The last item inserted stands where it was
-// put; the one before it at the place that is its own when that one is taken out; and so on.
-void arrange_many(item* items, unsigned count) {
-    const std::vector<unsigned> at = insertion_points(items, count);
-    prefix_sums free_places(count);
-    for (unsigned i = 0; i < count; ++i)
-        free_places.add(i, 1);
-    item* const ordered = allocate_items(count);
-    for (unsigned i = count; i-- > 0;) {
-        const unsigned long place = free_places.place_of(at[i]);
-        free_places.add(place, ~0u); // one less
-        move_items(ordered + place, items + i, 1);
-    }
-    move_items(items, ordered, count);
-    free_items(ordered);
+// Where each item stands in the end. The last item inserted stands where it was put; the one before
+// it at the place that is its own when that one is taken out; and so on.
+std::vector<unsigned> places(const item* items, unsigned count) {
+    std::vector<unsigned> at = insertion_points(items, count);
+    prefix_sums free_places(count, 1);
+    for (unsigned i = count; i-- > 0;)
+        at[i] = free_places.take(at[i]);
+    return at;
+}
+
+unsigned long sorted_at_first(const item* items, unsigned long count) {
+    unsigned long sorted = 1;
+    while (sorted < count && compare_names(name_of(items[sorted - 1]), name_of(items[sorted])) <= 0)
+        ++sorted;
+    return sorted;
 }
 
 } // namespace
 
-void collector::arrange() {
-    unsigned long sorted = 1;
-    while (sorted < count_ &&
-           compare_names(name_of(items_[sorted - 1]), name_of(items_[sorted])) <= 0)
-        ++sorted;
+void collector::finish(list& out) {
+    if (count_ == 0)
+        return;
     constexpr unsigned long few_enough = 64; // to insert one by one
+    const unsigned long sorted = sorted_at_first(items_, count_);
+    std::vector<unsigned> at;
     if (sorted < count_ && count_ <= few_enough)
         insert_each(items_, sorted, count_);
     else if (sorted < count_)
-        arrange_many(items_, static_cast<unsigned>(count_));
+        at = places(items_, static_cast<unsigned>(count_));
+
+    item* const exact = allocate_items(count_);
+    if (at.empty())
+        move_items(exact, items_, count_);
+    for (unsigned long i = 0; i < at.size(); ++i)
+        move_items(exact + at[i], items_ + i, 1);
+    out.items = exact;
+    out.count = count_;
+    count_ = 0;
 }
 
 } // namespace xml

@@ -11,17 +11,19 @@ struct plain_stretch;
 // its value null.
 void expand(item& element, plain_stretch& plain);
 
-// Collects items in the order of the text and makes of them the list that `list::add`, called for
+// Collects items of one text in their order and makes of them the list that `list::add`, called for
 // one after the other, would have made. The array grows with room to spare until then, so that n
-// items cost O(n) where they come in name order, and O(n log n) where they do not.
+// items cost O(n) where they come in name order, and O(n log n) where they do not. The references
+// of the items to the text are counted all at once, when the list is made.
 class collector {
 public:
-    collector() = default;
+    // `source` may be null.
+    explicit collector(buffer* source) : source_(source) {}
     collector(const collector&) = delete;
     collector& operator=(const collector&) = delete;
     ~collector();
 
-    // An empty item behind the others.
+    // An item behind the others, empty but for its buffer.
     item& append();
     // Takes the last item away again.
     void drop_last();
@@ -31,10 +33,10 @@ public:
 
 private:
     void grow();
-    void arrange();
 
     // A start tag has few attributes; they do not go through the heap twice.
     static constexpr unsigned long few = 8;
+    buffer* source_;
     alignas(item) unsigned char local_[few * sizeof(item)];
     item* items_ = reinterpret_cast<item*>(local_);
     unsigned long count_ = 0;

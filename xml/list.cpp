@@ -20,10 +20,40 @@ position find(const list& in, const char* name) {
                  [&](unsigned long i) { return compare_names(name, or_empty(in.items[i].name)); });
 }
 
+// References that are to be given back, to one text as a rule: its count is changed but once.
+class references {
+public:
+    references() = default;
+    references(const references&) = delete;
+    references& operator=(const references&) = delete;
+    ~references() { give_back(); }
+
+    void add(buffer* to) {
+        if (to != to_) {
+            give_back();
+            to_ = to;
+        }
+        ++count_;
+    }
+
+private:
+    void give_back() {
+        if (!to_)
+            return;
+        if (count_ > 1)
+            to_->refs.fetch_sub(count_ - 1, std::memory_order_release);
+        to_->release();
+        count_ = 0;
+    }
+
+    buffer* to_ = nullptr;
+    unsigned long count_ = 0;
+};
+
 // Destroys the items of a list from the last to the first and frees its array, without calling
 // itself for their children: while the children of an item are destroyed, the way back is kept in
 // the item's own, then unused, child list.
-void destroy(list& top) {
+void destroy(list& top, references& left) {
     item* items = std::exchange(top.items, nullptr);
     unsigned long count = std::exchange(top.count, 0);
     list above; // of the item whose children `items` are: its array, and its place in it
@@ -31,9 +61,9 @@ void destroy(list& top) {
         while (count > 0) {
             item& last = items[count - 1];
             if (last.buffer)
-                std::exchange(last.buffer, nullptr)->release();
+                left.add(std::exchange(last.buffer, nullptr));
             if (last.attributes.items)
-                destroy(last.attributes); // attributes have no lists of their own
+                destroy(last.attributes, left); // attributes have no lists of their own
             if (!last.children.items) {
                 --count;
                 continue;
@@ -100,8 +130,10 @@ list::list(list&& other) noexcept
     : items(std::exchange(other.items, nullptr)), count(std::exchange(other.count, 0)) {}
 
 list::~list() {
-    if (items)
-        destroy(*this);
+    if (!items)
+        return;
+    references left;
+    destroy(*this, left);
 }
 
 list& list::operator=(const list& other) {

@@ -68,7 +68,7 @@ char* read_attribute(item& attribute, char* at) {
 
 // Reads the rest of a start tag, behind the name, and the content.
 char* read_element(item& element, char* at, char* end, plain_stretch& plain) {
-    collector attributes;
+    collector attributes(element.buffer);
     for (;;) {
         if (is_space(*at)) {
             ++at;
@@ -88,11 +88,7 @@ char* read_element(item& element, char* at, char* end, plain_stretch& plain) {
             attributes.finish(element.attributes);
             return at;
         } else {
-            item& attribute = attributes.append();
-            attribute.buffer = element.buffer;
-            if (attribute.buffer)
-                attribute.buffer->addRef();
-            at = read_attribute(attribute, at);
+            at = read_attribute(attributes.append(), at);
         }
     }
 }
@@ -100,23 +96,25 @@ char* read_element(item& element, char* at, char* end, plain_stretch& plain) {
 } // namespace
 
 char* item::loadTag(xml::buffer* source, char* position) {
-    plain_stretch plain;
-    return is_null(this) ? nullptr
-                         : load_tag(*this, source, position,
-                                    position ? position + std::strlen(position) : nullptr, plain);
-}
-
-char* load_tag(item& into, buffer* source, char* position, char* end, plain_stretch& plain) {
+    if (is_null(this))
+        return nullptr;
     if (source)
         source->addRef(); // first, for what goes now may be all that holds it
-    into.clear();
-    into.name = nullptr;
-    if (into.buffer)
-        into.buffer->release();
-    into.buffer = source;
+    clear();
+    name = nullptr;
+    if (buffer)
+        buffer->release();
+    buffer = source;
     if (!position)
         return nullptr;
+    plain_stretch plain;
+    position = read_tag(*this, position, position + std::strlen(position), plain);
+    if (source)
+        source->refs.fetch_add(attributes.count, std::memory_order_relaxed);
+    return position;
+}
 
+char* read_tag(item& into, char* position, char* end, plain_stretch& plain) {
     char* at = find(position, '<');
     if (*at == 0)
         return at;

@@ -7,8 +7,9 @@ namespace xml {
 
 struct plain_stretch;
 
-// `item::loadTag` where the end of the text, the NUL at `end`, is known already, and something of
-// the text may be.
-char* load_tag(item& into, buffer* source, char* position, char* end, plain_stretch& plain);
+// Reads one element into an item that is empty but for its buffer, from `position`, which is not
+// null. The end of the text, the NUL at `end`, is known already, and something of the text may be.
+// The references of its attributes to the buffer remain to be counted.
+char* read_tag(item& into, char* position, char* end, plain_stretch& plain);
 
 } // namespace xml
