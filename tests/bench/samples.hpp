@@ -1,0 +1,43 @@
+// What is measured: settings and replies of any size, the same at every run.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace samples {
+
+// The text that the settings files are enciphered under.
+inline constexpr char key_text[] = "0123456789abcdefghijklmnopqrstuv";
+
+struct setting {
+    std::string section, key, value;
+};
+
+// Sections of `keys` settings each, with names as people choose them and values of 5 characters.
+std::vector<setting> settings(unsigned long sections, unsigned long keys);
+
+// The same in random order.
+std::vector<setting> shuffled(std::vector<setting> all);
+
+// A directory of this process, removed when it ends.
+const std::string& directory();
+
+// Writes a settings file and returns its path.
+std::string settings_file(const std::vector<setting>& all, const std::string& name);
+
+// The plaintext of that file, without its magic.
+std::string settings_text(const std::vector<setting>& all);
+
+// A reply of a web service with its declaration: at least `bytes` of it, and not much more. One
+// element stands one level below the envelope, another ("total") four levels below the top.
+std::string reply(unsigned long bytes);
+inline constexpr char one_level_down[] = "soap:Envelope/soap:Body";
+inline constexpr char four_levels_down[] = "soap:Envelope/soap:Body/ListResponse/total";
+
+// Elements nested `depth` levels deep, all of one name or each of its own, and a text in the
+// innermost.
+std::string nested(unsigned long depth, bool same_name);
+// The path to that text.
+std::string path_to_bottom(unsigned long depth, bool same_name);
+
+} // namespace samples
