@@ -4,6 +4,7 @@
 // next to each other.
 #include <benchmark/benchmark.h>
 
+#include <curl/curlver.h>
 #include <glib.h>
 #include <gmp.h>
 #include <libxml/xmlversion.h>
