@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <chrono>
 #include <cstring>
 #include <random>
 #include <string>
@@ -131,6 +132,22 @@ TEST(Content, AStretchServesTheElementsInIt) {
     char* const inner = copy.data() + 9; // behind the first <c ...>
     EXPECT_EQ(xml::end_content("c", inner, copy.data() + text.size(), plain) - inner,
               static_cast<long>(text.size() / 50) - 9);
+}
+
+// Each element has a start tag of its own name in quotes, so that a quick search finds one end tag
+// too few and, if nothing stops it, looks for it in all the elements that follow.
+TEST(Content, AMisledSearchDoesNotGoOnThroughTheWholeText) {
+    std::string text;
+    while (text.size() < 4000000)
+        text += "<a>" + std::string(100, '.') + "<b t=\"<a>\"/></a>";
+    std::string copy = text + std::string(2, '\0');
+    char* const end = copy.data() + text.size();
+    const auto start = std::chrono::steady_clock::now();
+    xml::plain_stretch plain;
+    for (char* at = copy.data(); at < end;)
+        at = xml::end_content("a", at + 3, end, plain);
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::seconds(20)); // it took minutes
 }
 
 } // namespace

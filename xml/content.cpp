@@ -142,34 +142,6 @@ private:
     bytes16 case_bit_; // upper case is lower case without this bit
 };
 
-// Looks for the end tag as if the text were plain. `counted` receives how far the text must be so
-// for the verdict to hold: null if it holds in any case.
-verdict search(const char* name, char* value, char* end, char*& closing, const char*& counted) {
-    const tag_finder tags(*name);
-    unsigned long depth = 1;
-    counted = nullptr;
-    for (char* at = value;;) {
-        char* const tag = tags.next(at, end);
-        if (tag == end)
-            return verdict::unclosed; // for certain, if no end tag has been met on the way
-        at = tag + 2;
-        if (tag[1] == '/') {
-            if (compare_names(at, name) != 0)
-                continue;
-            counted = end;
-            if (--depth == 0) {
-                closing = tag;
-                counted = tag;
-                return verdict::closed;
-            }
-        } else if (compare_names(tag + 1, name) == 0) {
-            char* const last = find(tag + 1, '>');
-            if (last[-1] != '/')
-                ++depth;
-        }
-    }
-}
-
 // The states of a check between blocks: outside of tags, in a tag, or in quotes in a tag.
 struct check_state {
     std::uint64_t in_tag = 0; // 1 if so
@@ -238,25 +210,66 @@ bool is_plain(const char* from, const char* to, plain_stretch& plain) {
     return true;
 }
 
+// Steps over what a tag has in common with a name; true if that is all of both. A tag is not looked
+// at twice, be it as long as the text.
+bool step_over_name(char*& at, const char* name) {
+    for (; rank(*at) == rank(*name); ++at, ++name) {
+        if (ends_name(*name))
+            return true;
+    }
+    return false;
+}
+
+// Looks for the end tag as if the text were plain, and then sees whether it is. Only end tags of
+// that name matter: as long as the text is plain up to the last one met, there is none between it
+// and where the search has come to. A text that is not plain may lead the search astray, past the
+// real end and through all that follows; so what has been met is looked at again and again on the
+// way, each time twice as far.
+verdict search(const char* name, char* value, char* end, char*& closing, plain_stretch& plain) {
+    const tag_finder tags(*name);
+    unsigned long depth = 1;
+    const char* last_met = nullptr;
+    const auto not_astray = [&] { return !last_met || is_plain(value, last_met, plain); };
+    char* at = value;
+    for (long reach = 1024;; reach *= 2) {
+        char* const limit = end - value > reach ? value + reach : end;
+        while ((at = tags.next(at, limit)) < limit) {
+            char* const tag = at;
+            const bool is_end_tag = tag[1] == '/';
+            at = tag + (is_end_tag ? 2 : 1);
+            if (!step_over_name(at, name))
+                continue;
+            if (!is_end_tag) {
+                at = find(at, '>');
+                if (at[-1] != '/')
+                    ++depth;
+                continue;
+            }
+            last_met = tag;
+            if (--depth == 0) {
+                closing = tag;
+                return not_astray() ? verdict::closed : verdict::undecided;
+            }
+        }
+        if (!not_astray())
+            return verdict::undecided;
+        if (limit == end)
+            return verdict::unclosed;
+    }
+}
+
 } // namespace
 
 char* end_content(const char* name, char* value, char* end, plain_stretch& plain) {
     constexpr long few_bytes = 96;
     char* closing = nullptr;
-    const char* counted = nullptr;
     verdict found = verdict::undecided;
-    if (plain.begin && value >= plain.begin && end <= plain.end && !ends_name(*name)) {
-        found = search(name, value, end, closing, counted);
-    } else {
+    if (!plain.begin || value < plain.begin || end > plain.end) // else the search is sure of itself
         found = walk(name, value, end - value > few_bytes ? value + few_bytes : end, closing);
-        if (found == verdict::undecided && !ends_name(*name)) {
-            found = search(name, value, end, closing, counted);
-            if (counted && !is_plain(value, counted, plain))
-                found = verdict::undecided;
-        }
-        if (found == verdict::undecided)
-            found = walk(name, value, end, closing);
-    }
+    if (found == verdict::undecided && !ends_name(*name))
+        found = search(name, value, end, closing, plain);
+    if (found == verdict::undecided)
+        found = walk(name, value, end, closing);
     if (found != verdict::closed)
         return end_of_text(end);
     char* const last = find(closing + 2, '>');
