@@ -8,6 +8,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <unistd.h>
 #include <utility>
 
 namespace ORV {
@@ -37,16 +38,25 @@ bool kernel::open(const char* path, const char* key) {
     wipe(config_.cipherKey);
     config_.cipherKey = std::move(new_key);
     config_.doc.clear();
-    // The state is taken first: a change made while we read is seen by the worker.
-    const file_state state = state_of(config_.file.c_str());
-    absent_ = state.absent;
+    file_state state{};
     bool loaded = false;
     try {
-        loaded = load();
+        // A file is empty for a tenth of a second while it is being saved; what is about to come is
+        // waited for.
+        for (int looks = 0; looks < 10 && !loaded; ++looks) {
+            if (looks != 0)
+                usleep(20000);
+            // The state is taken first: a change made while we read is seen by the worker.
+            state = state_of(config_.file.c_str());
+            loaded = load();
+            if (!state.empty && !state_of(config_.file.c_str()).empty)
+                break;
+        }
     } catch (...) {
         config_.file.clear(); // not open, so that no close writes a file that was not read
         throw;
     }
+    absent_ = state.absent || state.empty;
     config_.fileTime = loaded ? state.time : 0;
     pause_.reset();
     start();

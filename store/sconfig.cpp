@@ -14,9 +14,11 @@
 #include "file_state.hpp"
 #include "wipe.hpp"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace ORV {
@@ -26,6 +28,8 @@ namespace {
 constexpr char magic[] = {'O', 'R', 'V'};
 constexpr long save_budget = 10000; // ticks
 constexpr useconds_t open_pause = 100000;
+constexpr useconds_t lock_pause = 1000;
+constexpr int lock_tries = 100;
 
 const char* or_empty(const char* text) { return text ? text : ""; }
 
@@ -40,6 +44,17 @@ struct cipher_key {
     }
     ~cipher_key() { wipe(bytes, sizeof bytes); }
 };
+
+// Keeps processes that do the same from writing to the file, or from reading it, until it is
+// closed: what one of them reads is never half of one save and half of another. The lock is held
+// for the time of a write; should its holder have been stopped just then, we go on without it.
+void lock_file(std::FILE* file, int kind) {
+    for (int tries = 0; tries < lock_tries; ++tries) {
+        if (flock(fileno(file), kind | LOCK_NB) == 0 || errno != EWOULDBLOCK)
+            return;
+        usleep(lock_pause);
+    }
+}
 
 bin_t read_all(std::FILE* from) {
     bin_t all;
@@ -72,15 +87,19 @@ bool write_all(std::FILE* to, const char* bytes, unsigned long left) {
     return true;
 }
 
-bool write_document(xfile& out, const sconfig& config, long deadline) {
-    if (!open_to_write(out, config.file.c_str(), deadline))
-        return false;
+bin_t enciphered(const sconfig& config) {
     str_t text;
     config.doc.saveF(text, 0);
     bin_t plain(magic, sizeof magic);
     plain.append(text.c_str(), text.length());
     cipher_key key(config.cipherKey);
-    const bin_t ciphertext = aes::encrypt(plain, key.bytes, cipher_key::bits);
+    return aes::encrypt(plain, key.bytes, cipher_key::bits);
+}
+
+bool write_ciphertext(xfile& out, const char* path, const bin_t& ciphertext, long deadline) {
+    if (!open_to_write(out, path, deadline))
+        return false;
+    lock_file(out.handle, LOCK_EX);
     ORV_trace4("openWrite::write");
     // Unbuffered, so that what is counted as written has left the process, and in one piece as a
     // rule.
@@ -112,7 +131,9 @@ bool sconfig::readV() {
     xfile in;
     if (!in.open(file.c_str(), "rb"))
         return false;
+    lock_file(in.handle, LOCK_SH);
     const bin_t ciphertext = read_all(in.handle);
+    in.close();
     if (ciphertext.empty())
         return false;
     cipher_key key(cipherKey);
@@ -135,8 +156,10 @@ bool sconfig::writeV(long timeout) {
     }
     const long deadline = runtime::deadline(timeout);
     ORV_trace4("openWrite %s", file.c_str());
+    // First of all, for a file that has been cut is not to be left so if memory runs out.
+    const bin_t ciphertext = enciphered(*this);
     xfile out;
-    const bool written = write_document(out, *this, deadline);
+    const bool written = write_ciphertext(out, file.c_str(), ciphertext, deadline);
     out.close();
     if (!written)
         ORV_trace4("openWrite::write error");

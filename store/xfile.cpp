@@ -1,5 +1,7 @@
 #include <orv/store/xfile.hpp>
 
+#include <utility>
+
 namespace ORV {
 
 namespace {
@@ -15,10 +17,11 @@ xfile::~xfile() { close(); }
 bool xfile::open(const char* name, const char* mode) {
     close();
     flag = false;
+    str_t opened(name); // before the file is, which may cut it
     handle = std::fopen(name, mode);
     if (!handle)
         return false;
-    path = name;
+    path = std::move(opened);
     return true;
 }
 

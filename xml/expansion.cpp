@@ -7,13 +7,16 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace xml {
 
 void expand(item& element, plain_stretch& plain) {
     collector found(element.buffer);
-    char* at = element.value;
+    // The content goes also if memory runs out: cut up, it is none any more, and saved as such it
+    // would spoil the document around it.
+    char* at = std::exchange(element.value, nullptr);
     char* const end = at + std::strlen(at);
     do {
         item& next = found.append();
@@ -24,7 +27,6 @@ void expand(item& element, plain_stretch& plain) {
         }
     } while (at && *at != 0);
     found.finish(element.children);
-    element.value = nullptr;
     if (!element.buffer)
         return;
     unsigned long references = element.children.count;

@@ -74,8 +74,8 @@ char* read_element(item& element, char* at, char* end, plain_stretch& plain) {
             ++at;
         } else if (*at == '>') {
             *at = 0;
+            attributes.finish(element.attributes); // first, for it may throw
             element.value = skip_space(at + 1);
-            attributes.finish(element.attributes);
             return element.value == end ? end
                                         : end_content(element.name, element.value, end, plain);
         } else if (*at == '/' && at[1] == '>') {

@@ -252,6 +252,8 @@ const std::set<std::string> alike = {
     "atoi",
     "close",
     "fclose",
+    "fileno",
+    "flock",
     "fopen",
     "fread",
     "fseek",
