@@ -173,16 +173,16 @@ TEST_F(Store, WhatIsThereCostsNoAllocation) {
         ORVSC_SetInt(("section" + std::to_string(i / 20)).c_str(),
                      ("key" + std::to_string(i % 20)).c_str(), i);
     char buf[16];
-    const unsigned long before = allocations();
+    const unsigned long before = support::allocations();
     ORVSC_SetInt("section7", "key3", 143);
     ORVSC_SetString("section7", "key3", "143");
     int size = sizeof buf - 1;
     ORVSC_GetString("section49", "key19", buf, &size, "");
     ORVSC_GetString("section49", "missing", buf, &size, "");
     EXPECT_EQ(ORVSC_GetInt("section0", "key0", 9), 0);
-    EXPECT_EQ(allocations(), before);
+    EXPECT_EQ(support::allocations(), before);
     ORVSC_SetInt("section7", "key3", 144);
-    EXPECT_NE(allocations(), before); // the count works
+    EXPECT_NE(support::allocations(), before); // the count works
 }
 
 // A value may look like markup, and is expanded when a key below it is asked for.

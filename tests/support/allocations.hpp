@@ -1,6 +1,30 @@
-// Counting allocations. Linked into a test program, its operator new stands in front of the
-// library's too.
+// Counts the allocations of a test program and of the library in it, and makes chosen ones fail.
+// A program that links this has these operators new and delete in place of the usual ones.
 #pragma once
+
+namespace support {
 
 // How often the calling thread has allocated since it began.
 unsigned long allocations();
+
+// What operator new has handed out and operator delete has not taken back, in all threads.
+struct live_memory {
+    long blocks;
+    long bytes;
+};
+live_memory live();
+
+// Which allocations fail.
+enum class failure {
+    once,     // the n-th of this thread
+    lasting,  // the n-th of this thread and all that follow
+    of_others // every one of every other thread
+};
+// From now on, until `stop_failing`.
+void fail_allocations(failure which, long n);
+// How many have failed since.
+long failures();
+// Ends it, and tells the same.
+long stop_failing();
+
+} // namespace support
