@@ -10,12 +10,16 @@
 
 #include <orv/orv.hpp>
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <fstream>
+#include <netinet/in.h>
 #include <sstream>
+#include <stdexcept>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -105,6 +109,93 @@ void check_worker(const library& orv, const char* path, const std::string& file)
     check("change by another", orv.get_int("window", "width", 0), 1024);
 }
 
+// A document or a text in the hands of the library.
+template <class Type>
+class object {
+public:
+    explicit object(const library& orv, const char* destructor)
+        : destroy_(orv.find<void(void*)>(destructor)) {}
+    object(const object&) = delete;
+    object& operator=(const object&) = delete;
+    ~object() { destroy_(memory_); }
+    Type& operator*() { return *reinterpret_cast<Type*>(memory_); }
+
+private:
+    alignas(Type) char memory_[sizeof(Type)] = {};
+    void (*destroy_)(void*);
+};
+
+struct document : object<xml::root> {
+    document(const library& orv, const char* name) : object(orv, "_ZN3xml4itemD1Ev") {
+        orv.find<void(void*, const char*)>("_ZN3xml4rootC1EPKc")(&**this, name);
+    }
+};
+
+// Listens on a port of its own and answers one request.
+class server {
+public:
+    server() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+            listen(socket_, 100) != 0 ||
+            getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+            throw std::runtime_error("no port to listen on");
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] { answer(); });
+    }
+    ~server() {
+        thread_.join();
+        close(socket_);
+    }
+    std::string url() const { return "http://localhost:" + std::to_string(port_) + "/sum"; }
+
+private:
+    void answer() const {
+        const int client = accept(socket_, nullptr, nullptr);
+        char request[4096];
+        std::string seen;
+        while (seen.find("<ask") == std::string::npos) {
+            const ssize_t count = recv(client, request, sizeof request, 0);
+            if (count <= 0)
+                break;
+            seen.append(request, static_cast<std::size_t>(count));
+        }
+        const char reply[] = "HTTP/1.1 200 OK\r\nContent-Length: 21\r\n\r\n"
+                             "<told><a>5</a></told>";
+        send(client, reply, sizeof reply - 1, MSG_NOSIGNAL);
+        close(client);
+    }
+
+    int socket_;
+    int port_ = 0;
+    std::thread thread_;
+};
+
+void check_transport(const library& orv) {
+    auto* const request = orv.find<decltype(ORV::http::request)>(
+        "_ZN3ORV4http7requestEPKcRN3xml4rootES5_S5_S5_R5str_tl");
+    auto* const value = orv.find<xml::item*(xml::item*, const char*)>("_ZN3xml4itemixEPKc");
+    document header(orv, "header"), body(orv, "ask"), reply_header(orv, "header"), reply(orv, "");
+    object<str_t> reason(orv, "_ZN5str_tD1Ev");
+    const server one;
+    const auto post = [&](long budget) {
+        return request(one.url().c_str(), *header, *body, *reply_header, *reply, *reason, budget);
+    };
+    check("request", post(500), 1);
+    check("its status", (*reason).c_str(), "200 OK");
+    check("the reply's value", value(&*reply, "a")->value, "5");
+
+    stand_ins::peer_hung_up = true; // whose signal would end this process
+    check("server hangs up", post(5), 0);
+    const std::string why = (*reason).c_str();
+    const char expected[] = "Can't recv data from  server localhost";
+    check("the reason", why.substr(std::min(why.size(), why.find(expected)), sizeof expected - 1),
+          expected);
+}
+
 void check_unload(const library& orv, const char* path, const std::string& file) {
     orv.set_string("user", "name", "Grace");
     const std::size_t nudges = stand_ins::signals_sent.size();
@@ -126,6 +217,7 @@ int main(int, char** arguments) {
         const std::string file = std::string(arguments[2]) + "/settings";
         const library orv(path);
         check_identity(orv);
+        check_transport(orv);
         check_store(orv, file);
         check_worker(orv, path, file);
         check_unload(orv, path, file);

@@ -22,6 +22,7 @@ namespace stand_ins {
 std::string executable;
 int bundle_objects = 0;
 std::vector<int> signals_sent;
+bool peer_hung_up = false;
 
 namespace {
 
@@ -87,6 +88,14 @@ int connect_socket(int socket, const unsigned char* address, socklen_t length) {
 int set_socket_option(int, int, int, const void*, socklen_t length) {
     errno = length < sizeof(timeval) ? EINVAL : 0;
     return errno == 0 ? 0 : -1;
+}
+
+long send_bytes(int socket, const void* bytes, unsigned long count, int flags) {
+    if (!peer_hung_up)
+        return send(socket, bytes, count, flags);
+    raise(SIGPIPE);
+    errno = EPIPE;
+    return -1;
 }
 
 // --- Signals. A set is 32 bits; of those, SIGPIPE alone is passed on.
@@ -223,6 +232,7 @@ const std::map<std::string, void*>& own() {
         {"_connect", address(connect_socket)},
         {"_pthread_kill", address(send_signal)},
         {"_pthread_sigmask", address(signal_mask)},
+        {"_send", address(send_bytes)},
         {"_setsockopt", address(set_socket_option)},
         {"_sigpending", address(pending_signals)},
         {"_sigwait", address(wait_for_signal)},
@@ -259,6 +269,7 @@ const std::set<std::string> alike = {
     "fseek",
     "fwrite",
     "gethostbyname",
+    "getpid",
     "inet_addr",
     "localtime_r",
     "memchr",
@@ -276,7 +287,6 @@ const std::set<std::string> alike = {
     "pthread_mutex_unlock",
     "pthread_self",
     "recv",
-    "send",
     "setvbuf",
     "snprintf",
     "socket",
@@ -310,7 +320,7 @@ void* find(const std::string& symbol) {
                         : alike.count(name) ? dlsym(RTLD_DEFAULT, name.c_str())
                                             : nullptr;
     if (!found)
-        throw std::runtime_error("no stand-in for " + symbol);
+        throw std::runtime_error("tests/macos/stand_ins.cpp has no stand-in for " + symbol);
     return found;
 }
 

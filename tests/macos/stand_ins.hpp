@@ -17,5 +17,6 @@ void finalise(const void* base);
 extern std::string executable;        // what the bundle services give as the path of the program
 extern int bundle_objects;            // made by them for the library and not yet released
 extern std::vector<int> signals_sent; // by pthread_kill, which sends nothing here
+extern bool peer_hung_up;             // has every send fail as it does then, with a signal
 
 } // namespace stand_ins
