@@ -255,15 +255,19 @@ TEST_F(File, AFileWithoutPermission) {
     EXPECT_EXIT(_exit(as_nobody()), testing::ExitedWithCode(ORV_OPEN_UNREADABLE), "");
 }
 
-TEST_F(File, ClosingWaitsForNoPause) {
+TEST_F(File, ClosingAnUnchangedStoreWaitsForNothing) {
     write_file(path, good);
-    ASSERT_EQ(open(), ORV_OPEN_LOADED);
-    usleep(50000);             // the worker is in its pause
-    ORVSC_SetInt("a", "b", 1); // are so already
-    ORVSC_SetString("s", "k", "some text");
-    take_traces();
-    EXPECT_LT(milliseconds_of(ORV_close), 400);
-    EXPECT_EQ(take_trace_texts(), lines());
+    long fastest = LONG_MAX; // of three, for the machine may be busy
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(open(), ORV_OPEN_LOADED);
+        usleep(20000);             // the worker is in its pause
+        ORVSC_SetInt("a", "b", 1); // are so already
+        ORVSC_SetString("s", "k", "some text");
+        take_traces();
+        fastest = std::min(fastest, milliseconds_of(ORV_close));
+        EXPECT_EQ(take_trace_texts(), lines()); // nothing was written
+    }
+    EXPECT_LT(fastest, 100);
 }
 
 // What the file's bytes are to make of a document, step by step.
