@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -20,7 +21,8 @@ namespace {
 struct sample {
     std::vector<samples::setting> settings; // in the order they are looked up
     std::string ours;                       // path of the file
-    std::string peers;                      // the same text in plain CBC
+    std::string peers;                      // path of the same text in plain CBC
+    std::string text;                       // the text itself
 };
 
 const sample& sample_for(benchmark::State& state) {
@@ -33,7 +35,8 @@ const sample& sample_for(benchmark::State& state) {
     wanted.settings = samples::shuffled(all);
     wanted.ours = samples::settings_file(all, "ours" + name);
     wanted.peers = samples::directory() + "/peers" + name;
-    std::string text = samples::settings_text(all);
+    wanted.text = samples::settings_text(all);
+    std::string text = wanted.text;
     text.resize(tomcrypt::whole_blocks(text.size()), ' ');
     tomcrypt::cbc(samples::key_text).encrypt(text.data(), text.size());
     std::FILE* file = std::fopen(wanted.peers.c_str(), "wb");
@@ -81,8 +84,8 @@ struct peers_document {
     std::unique_ptr<char[]> text;
     pugi::xml_document document;
 
-    // Values are trimmed and otherwise taken as they stand, as ours are.
-    bool read(const std::string& path) {
+    // Values are taken as they stand, as ours are. To be trimmed too is asked for by `flags`.
+    bool read(const std::string& path, unsigned flags) {
         std::FILE* file = std::fopen(path.c_str(), "rb");
         std::fseek(file, 0, SEEK_END);
         const auto size = static_cast<unsigned long>(std::ftell(file));
@@ -91,8 +94,7 @@ struct peers_document {
         const bool whole = std::fread(text.get(), 1, size, file) == size;
         std::fclose(file);
         tomcrypt::cbc(samples::key_text).decrypt(text.get(), size);
-        constexpr unsigned flags = pugi::parse_minimal | pugi::parse_trim_pcdata;
-        return whole && document.load_buffer_inplace(text.get(), size, flags);
+        return whole && document.load_buffer_inplace(text.get(), size, pugi::parse_minimal | flags);
     }
 };
 
@@ -100,7 +102,8 @@ void load_peers(benchmark::State& state) {
     const sample& from = sample_for(state);
     for (auto _ : state) {
         peers_document loaded;
-        if (!loaded.read(from.peers) || !all_found(loaded.document, from.settings))
+        if (!loaded.read(from.peers, pugi::parse_trim_pcdata) ||
+            !all_found(loaded.document, from.settings))
             return state.SkipWithError("not what was saved");
     }
 }
@@ -137,19 +140,26 @@ struct to_string : pugi::xml_writer {
     }
 };
 
+// The white space around the values is left to them, so that the text is written as we write it.
 void save_peers(benchmark::State& state) {
     const sample& from = sample_for(state);
     peers_document loaded;
-    if (!loaded.read(from.peers) || !all_found(loaded.document, from.settings))
+    if (!loaded.read(from.peers, 0))
         return state.SkipWithError("not what was saved");
-    const std::string path = samples::directory() + "/saved_by_peers";
-    for (auto _ : state) {
+    const auto write = [&] {
         to_string out;
         loaded.document.save(
             out, " ", pugi::format_indent | pugi::format_no_declaration | pugi::format_no_escapes);
-        out.text.resize(tomcrypt::whole_blocks(out.text.size()), ' ');
-        tomcrypt::cbc(samples::key_text).encrypt(out.text.data(), out.text.size());
-        write_file(path.c_str(), out.text.data(), out.text.size());
+        return std::move(out.text);
+    };
+    if (write() != from.text)
+        return state.SkipWithError("not the text that we write");
+    const std::string path = samples::directory() + "/saved_by_peers";
+    for (auto _ : state) {
+        std::string text = write();
+        text.resize(tomcrypt::whole_blocks(text.size()), ' ');
+        tomcrypt::cbc(samples::key_text).encrypt(text.data(), text.size());
+        write_file(path.c_str(), text.data(), text.size());
     }
 }
 
