@@ -143,7 +143,8 @@ char* read_attribute(node& element, char* at) {
     attribute.name = at;
     at = name_end(at);
     if (*at == '=') {
-        at = skip_space(at + 1);
+        *at++ = 0;
+        at = skip_space(at);
         if (*at == '"' || *at == '\'' || *at == '`') {
             attribute.value = at + 1;
             at = find(at + 1, *at);
@@ -217,7 +218,7 @@ char* node::load(const shared_text& source, char* position) {
             closed = true;
             return at + 2;
         } else if (*at == '/') {
-            ++at;
+            *at++ = 0;
         } else if (*at == 0) {
             return at;
         } else {

@@ -11,6 +11,7 @@ namespace {
 
 struct record {
     std::mutex mutex;
+    bool is_wanted = false;
     std::vector<traced> lines;
 };
 
@@ -30,11 +31,13 @@ void ORV_traceV(unsigned code, const char* format, va_list args) {
     va_end(again);
     std::vsnprintf(text.data(), text.size() + 1, format, args);
     const std::lock_guard<std::mutex> lock(recorded().mutex);
-    recorded().lines.push_back({code, std::move(text), format});
+    if (recorded().is_wanted)
+        recorded().lines.push_back({code, std::move(text), format});
 }
 
 std::vector<traced> take_traces() {
     const std::lock_guard<std::mutex> lock(recorded().mutex);
+    recorded().is_wanted = true;
     return std::exchange(recorded().lines, {});
 }
 
@@ -46,6 +49,12 @@ std::vector<std::string> take_trace_texts() {
 }
 
 namespace support {
+
+trace_recorder::~trace_recorder() {
+    take_traces();
+    const std::lock_guard<std::mutex> lock(recorded().mutex);
+    recorded().is_wanted = false;
+}
 
 std::vector<traced> trace_recorder::entries() const {
     const std::lock_guard<std::mutex> lock(recorded().mutex);

@@ -1,5 +1,5 @@
-// What the library traces. In a test program that uses this, a sink of its own stands in front of the
-// library's.
+// What the library traces. In a test program that uses this, a sink of its own stands in front of
+// the library's.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ struct traced {
     bool operator==(const traced& other) const { return code == other.code && text == other.text; }
 };
 
-// The traces since the last call, of all threads.
+// The traces since the last call, of all threads; the first call begins the record.
 std::vector<traced> take_traces();
 // The texts alone.
 std::vector<std::string> take_trace_texts();
@@ -27,6 +27,7 @@ public:
     trace_recorder() { take_traces(); }
     trace_recorder(const trace_recorder&) = delete;
     trace_recorder& operator=(const trace_recorder&) = delete;
+    ~trace_recorder(); // ends the record
 
     std::vector<traced> entries() const;
     // The texts one behind the other.
