@@ -55,7 +55,7 @@ public:
     }
 
     std::string url(const char* path) const {
-        return "http://localhost:" + std::to_string(port_) + path;
+        return "http://127.0.0.1:" + std::to_string(port_) + path;
     }
     std::string log() const {
         std::ifstream file(directory_ + "/log");
