@@ -140,7 +140,7 @@ public:
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         if (bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            listen(socket_, 100) != 0 ||
+            listen(socket_, SOMAXCONN) != 0 ||
             getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
             throw std::runtime_error("no port to listen on");
         port_ = ntohs(address.sin_port);
@@ -150,7 +150,7 @@ public:
         thread_.join();
         close(socket_);
     }
-    std::string url() const { return "http://localhost:" + std::to_string(port_) + "/sum"; }
+    std::string url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/sum"; }
 
 private:
     void answer() const {
@@ -189,9 +189,9 @@ void check_transport(const library& orv) {
     check("the reply's value", value(&*reply, "a")->value, "5");
 
     stand_ins::peer_hung_up = true; // whose signal would end this process
-    check("server hangs up", post(5), 0);
+    check("server hangs up", post(2), 0);
     const std::string why = (*reason).c_str();
-    const char expected[] = "Can't recv data from  server localhost";
+    const char expected[] = "Can't recv data from  server 127.0.0.1";
     check("the reason", why.substr(std::min(why.size(), why.find(expected)), sizeof expected - 1),
           expected);
 }
