@@ -1,20 +1,14 @@
 #include "deadline.hpp"
 
-#include <climits>
-#include <sys/times.h>
+#include <orv/runtime/ticks.hpp>
+
 #include <unistd.h>
 
 namespace transport {
 
-deadline::deadline(long budget) {
-    const long start = now();
-    ticks_ = budget > LONG_MAX - start ? LONG_MAX : start + budget;
-}
+deadline::deadline(long budget) : ticks_(runtime::deadline(budget)) {}
 
-long deadline::now() {
-    struct tms unused;
-    return static_cast<long>(::times(&unused));
-}
+long deadline::now() { return runtime::ticks(); }
 
 int deadline::milliseconds_to_wait() const {
     const long current = now();

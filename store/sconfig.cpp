@@ -6,11 +6,11 @@
 // the file and writes it anew.
 #include <orv/store/sconfig.hpp>
 
+#include <orv/runtime/ticks.hpp>
 #include <orv/runtime/trace.h>
 #include <orv/store/aes.hpp>
 #include <orv/store/xfile.hpp>
 
-#include "../runtime/ticks.hpp"
 #include "file_state.hpp"
 #include "wipe.hpp"
 
