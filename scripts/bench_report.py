@@ -99,9 +99,9 @@ def print_table(rows, where):
 
 def draw(rows, where, path):
     """Bars from 1, the peer's time, to the left where we are faster; powers of two apart."""
-    left, right, bar, gap = 420, 150, 15, 9
+    left, right, bar, gap = 420, 210, 15, 9
     lowest, highest = -6, 3
-    width = 900
+    width = 960
     height = 90 + sum(bar * len(row["peers"]) + gap for row in rows)
     step = (width - left - right) / (highest - lowest)
 
