@@ -30,8 +30,10 @@ void expand(item& element, plain_stretch& plain) {
     if (!element.buffer)
         return;
     unsigned long references = element.children.count;
-    for (unsigned long i = 0; i < element.children.count; ++i)
+    for (unsigned long i = 0; i < element.children.count; ++i) {
+        // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.Assign): items have been moved bytewise
         references += element.children.items[i].attributes.count;
+    }
     element.buffer->refs.fetch_add(references, std::memory_order_relaxed);
 }
 
