@@ -141,9 +141,11 @@ bool sconfig::readV() {
     plain.add('\0');
     if (plain.length() > sizeof magic && std::memcmp(plain.data(), magic, sizeof magic) == 0) {
         const char* text = plain.data() + sizeof magic;
-        xml::buffer* buffer = xml::buffer::create(text, std::strlen(text));
-        doc.loadTag(buffer, buffer->text());
-        buffer->release();
+        struct owned {
+            xml::buffer* buffer;
+            ~owned() { buffer->release(); }
+        } const copy{xml::buffer::create(text, std::strlen(text))};
+        doc.loadTag(copy.buffer, copy.buffer->text());
         changed = false;
     }
     return doc.is_set(marker);
