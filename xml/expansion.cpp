@@ -6,6 +6,7 @@
 #include "probe.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <numeric>
 #include <utility>
 #include <vector>
@@ -74,21 +75,32 @@ namespace {
 
 const char* name_of(const item& of) { return or_empty(of.name); }
 
-// One `add` after the other, in place: item i goes where the search among those before it says.
-void insert_each(item* items, unsigned long sorted, unsigned long count) {
-    for (unsigned long i = sorted; i < count; ++i) {
+// One `add` after the other, in a gap buffer: what has been inserted so far stands at both ends of
+// `out`, the gap at the place of the last insertion. Insertions near one another, as those of equal
+// names are, move little else. Returns whether that was so; else `out` is not finished.
+bool insert_each(item* out, const item* items, unsigned long sorted, unsigned long count) {
+    unsigned long moves_left = 4 * count + 256;
+    move_items(out, items, sorted);
+    unsigned long gap = sorted;           // where the gap begins
+    unsigned long width = count - sorted; // items that remain to be inserted
+    for (unsigned long i = sorted; i < count; ++i, --width) {
         const char* name = name_of(items[i]);
-        const unsigned long at = probe(i, [&](unsigned long k) {
-                                     return compare_names(name, name_of(items[k]));
-                                 }).behind();
-        if (at == i)
-            continue;
-        alignas(item) unsigned char moved[sizeof(item)];
-        item* const spare = reinterpret_cast<item*>(moved);
-        move_items(spare, items + i, 1);
-        move_items(items + at + 1, items + at, i - at);
-        move_items(items + at, spare, 1);
+        const unsigned long at =
+            probe(i, [&](unsigned long k) {
+                return compare_names(name, name_of(out[k < gap ? k : k + width]));
+            }).behind();
+        const unsigned long moves = at < gap ? gap - at : at - gap;
+        if (moves > moves_left)
+            return false;
+        moves_left -= moves;
+        if (at < gap)
+            move_items(out + at + width, out + at, moves);
+        else
+            move_items(out + gap, out + gap + width, moves);
+        move_items(out + at, items + i, 1);
+        gap = at + 1;
     }
+    return true;
 }
 
 // Sums over a prefix of counters, each step O(log n) (Fenwick, 1994).
@@ -198,20 +210,14 @@ unsigned long sorted_at_first(const item* items, unsigned long count) {
 void collector::finish(list& out) {
     if (count_ == 0)
         return;
-    constexpr unsigned long few_enough = 64; // to insert one by one
+    std::unique_ptr<item[], decltype(&free_items)> exact(allocate_items(count_), free_items);
     const unsigned long sorted = sorted_at_first(items_, count_);
-    std::vector<unsigned> at;
-    if (sorted < count_ && count_ <= few_enough)
-        insert_each(items_, sorted, count_);
-    else if (sorted < count_)
-        at = places(items_, static_cast<unsigned>(count_));
-
-    item* const exact = allocate_items(count_);
-    if (at.empty())
-        move_items(exact, items_, count_);
-    for (unsigned long i = 0; i < at.size(); ++i)
-        move_items(exact + at[i], items_ + i, 1);
-    out.items = exact;
+    if (!insert_each(exact.get(), items_, sorted, count_)) {
+        const std::vector<unsigned> at = places(items_, static_cast<unsigned>(count_));
+        for (unsigned long i = 0; i < count_; ++i)
+            move_items(exact.get() + at[i], items_ + i, 1);
+    }
+    out.items = exact.release();
     out.count = count_;
     count_ = 0;
 }
