@@ -24,7 +24,7 @@ namespace transport {
 
 namespace {
 
-// What the empty send buffer of a new connection takes at once.
+// What the empty send buffer of a new connection takes at once, without a wait.
 constexpr unsigned long first_piece = 32768;
 // The room for which a socket is reported writable: the usual low-water mark.
 constexpr unsigned long later_piece = 2048;
@@ -69,16 +69,17 @@ connection::~connection() {
 }
 
 bool connection::connect(const sockaddr_in& address) {
-    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-        return true;
+    is_fresh_ =
+        ::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     // Under way counts as made: the first send finds out.
-    return errno == EAGAIN || errno == EINPROGRESS || errno == EISCONN;
+    return is_fresh_ || errno == EAGAIN || errno == EINPROGRESS || errno == EISCONN;
 }
 
 bool connection::send(const char* bytes, unsigned long count, const deadline& limit,
                       const char* host, str_t& error) {
     unsigned long piece = first_piece;
-    while (wait_for(POLLOUT, limit)) {
+    while (is_fresh_ || wait_for(POLLOUT, limit)) {
+        is_fresh_ = false;
         const int length = static_cast<int>(std::min(count, piece));
         const int sent = runtime::send_without_signal(socket_, bytes, length);
         if (sent <= 0) {

@@ -41,6 +41,7 @@ private:
     bool wait_for(short events, const deadline& limit) const;
 
     int socket_;
+    bool is_fresh_ = false; // connected, and nothing sent yet
 };
 
 } // namespace transport

@@ -6,19 +6,16 @@
 
 namespace transport {
 
-deadline::deadline(long budget) : ticks_(runtime::deadline(budget)) {}
+deadline::deadline(long budget)
+    : ticks_(runtime::deadline(budget)), begin_(std::chrono::steady_clock::now()),
+      seconds_(static_cast<double>(budget) / static_cast<double>(::sysconf(_SC_CLK_TCK))) {}
 
 long deadline::now() { return runtime::ticks(); }
 
 int deadline::milliseconds_to_wait() const {
-    const long current = now();
-    if (current >= ticks_)
-        return 0;
-    const long per_second = ::sysconf(_SC_CLK_TCK);
-    const long left = ticks_ - current;
-    if (left >= per_second)
-        return 1000;
-    return static_cast<int>((left * 1000 + per_second - 1) / per_second);
+    const std::chrono::duration<double> gone = std::chrono::steady_clock::now() - begin_;
+    const double left = seconds_ - gone.count();
+    return left >= 1 ? 1000 : left > 0 ? static_cast<int>(left * 1000) + 1 : 0;
 }
 
 } // namespace transport

@@ -1,9 +1,12 @@
 // The point in time at which an exchange gives up. Not installed.
 #pragma once
 
+#include <chrono>
+
 namespace transport {
 
-// A point on the clock of `times()`, which counts ticks.
+// A point on the clock of `times()`, which counts ticks. How long to wait for it is read from a
+// clock that can be asked without a system call.
 class deadline {
 public:
     // `budget` ticks from now.
@@ -12,12 +15,14 @@ public:
     static long now();
     long ticks() const { return ticks_; }
     bool passed() const { return now() >= ticks_; }
-    // How long to wait before looking at the clock again: never more than a second, and never much
-    // longer than what is left; 0 once the deadline has passed.
+    // How long to wait before looking at the clock again: never more than a second, and never more
+    // than a tick longer than what is left; 0 once the deadline has passed for sure.
     int milliseconds_to_wait() const;
 
 private:
     long ticks_;
+    std::chrono::steady_clock::time_point begin_;
+    double seconds_; // from then on
 };
 
 } // namespace transport

@@ -164,7 +164,7 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
     transport::set_computed_lines(header, host.c_str(), port, text.length());
     transport::compose(path, header, text, message);
     ORV_trace6("Send header:\n%s\n", transport::rendered(header).c_str());
-    ORV_trace6("Send request:\n%s\n", transport::rendered(body).c_str());
+    ORV_trace6("Send request:\n%s\n", text.c_str()); // the body as it was rendered above
 
     transport::exchange exchange{host.c_str(), port,      message, text,
                                  replyHeader,  replyBody, error,   transport::deadline(timeout)};
