@@ -11,6 +11,7 @@
 #include "content.hpp"
 
 #include "name.hpp"
+#include "scan.hpp"
 
 #include <cstdint>
 #include <cstring>
@@ -22,40 +23,6 @@ namespace {
 
 // TAB, LF, space; not CR, on purpose.
 bool is_trimmed(char c) { return c == ' ' || c == '\n' || c == '\t'; }
-
-// Ends the value in front of an end tag, but never in front of where the value begins.
-void end_value(const char* value, char* tag) {
-    while (tag > value && is_trimmed(tag[-1]))
-        --tag;
-    *tag = 0;
-}
-
-// Steps over a tag inside some content, from the byte behind its "<" to behind its ">", or to the
-// NUL that ends the text. `closed` tells whether it was an empty-element tag.
-char* skip_tag(char* at, bool& closed) {
-    closed = false;
-    for (;; ++at) {
-        switch (*at) {
-        case 0:
-            return at;
-        case '"':
-        case '\'':
-            at = find(at + 1, *at);
-            if (*at == 0)
-                return at;
-            break;
-        case '/':
-            if (at[1] != '>')
-                break;
-            closed = true;
-            return at + 2;
-        case '>':
-            return at + 1;
-        default:
-            break;
-        }
-    }
-}
 
 enum class verdict { closed, unclosed, undecided };
 
@@ -272,9 +239,16 @@ char* end_content(const char* name, char* value, char* end, plain_stretch& plain
         found = walk(name, value, end, closing);
     if (found != verdict::closed)
         return end_of_text(end);
+    return close_content(value, closing);
+}
+
+char* close_content(char* value, char*& closing) {
     char* const last = find(closing + 2, '>');
-    end_value(value, closing);
-    return *last == 0 ? end_of_text(last) : last + 1;
+    char* const behind = *last == 0 ? end_of_text(last) : last + 1;
+    while (closing > value && is_trimmed(closing[-1]))
+        --closing;
+    *closing = 0;
+    return behind;
 }
 
 } // namespace xml

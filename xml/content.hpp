@@ -16,16 +16,9 @@ struct plain_stretch {
 // position behind the end tag; where the text ends if there is none.
 char* end_content(const char* name, char* value, char* end, plain_stretch& plain);
 
-// Where reading stops when it meets the end of the text: behind the first NUL if a second one
-// stands there, as at the end of a buffer; at the NUL itself if not, as at the end of a nested
-// value.
-inline char* end_of_text(char* nul) { return nul[1] == 0 ? nul + 1 : nul; }
-
-// The first `wanted` or NUL.
-inline char* find(char* at, char wanted) {
-    while (*at != wanted && *at != 0)
-        ++at;
-    return at;
-}
+// Ends a value in front of the end tag at `closing`, white space trimmed, but never in front of
+// where the value begins. Returns the position behind the end tag; `closing` becomes that of the
+// NUL.
+char* close_content(char* value, char*& closing);
 
 } // namespace xml

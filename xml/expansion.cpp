@@ -4,6 +4,7 @@
 #include "name.hpp"
 #include "parser.hpp"
 #include "probe.hpp"
+#include "survey.hpp"
 
 #include <algorithm>
 #include <memory>
@@ -13,15 +14,30 @@
 
 namespace xml {
 
-void expand(item& element, plain_stretch& plain) {
+namespace {
+
+// The NUL that ends the content of an element.
+char* end_of_content(const item& element, survey& known) {
+    const tag_index::element* const indexed = known.tags.find(element.name, element.value);
+    return indexed && *indexed->end == 0 ? indexed->end
+                                         : element.value + std::strlen(element.value);
+}
+
+} // namespace
+
+void expand(item& element, survey& known) {
+    constexpr unsigned long deep = 16; // enough levels to have been searched one by one
+    char* const end = end_of_content(element, known);
+    if (known.depth >= deep && !known.tags.covers(element.value, end))
+        known.tags = tag_index(element.value, end);
+
     collector found(element.buffer);
     // The content goes also if memory runs out: cut up, it is none any more, and saved as such it
     // would spoil the document around it.
     char* at = std::exchange(element.value, nullptr);
-    char* const end = at + std::strlen(at);
     do {
         item& next = found.append();
-        at = read_tag(next, at, end, plain);
+        at = read_tag(next, at, end, known);
         if (!next.name) {
             found.drop_last();
             break;

@@ -5,11 +5,11 @@
 
 namespace xml {
 
-struct plain_stretch;
+struct survey;
 
 // Parses the pending content of an element, which has no children, into child elements, and makes
 // its value null.
-void expand(item& element, plain_stretch& plain);
+void expand(item& element, survey& known);
 
 // Collects items of one text in their order and makes of them the list that `list::add`, called for
 // one after the other, would have made. The array grows with room to spare until then, so that n

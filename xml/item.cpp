@@ -1,10 +1,10 @@
 #include <orv/xml/item.hpp>
 
-#include "content.hpp"
 #include "expansion.hpp"
 #include "name.hpp"
 #include "probe.hpp"
 #include "receiver.hpp"
+#include "survey.hpp"
 
 #include <utility>
 #include <vector>
@@ -56,21 +56,20 @@ void item::swap(item& other) noexcept {
 }
 
 // Content is pending while there are no children and the value looks like markup.
-list& item::expanded(plain_stretch& plain) {
+list& item::expanded(survey& known) {
     if (children.count == 0 && value && *value == '<')
-        expand(*this, plain);
+        expand(*this, known);
     return children;
 }
 
 template <class Lookup>
 item* item::walk(item* from, const char* path, Lookup lookup) {
-    plain_stretch plain; // one text, as a rule, all along the path
-    for (;;) {
+    for (survey known;; ++known.depth) { // one text, as a rule, all along the path
         while (*path == '/')
             ++path;
         if (*path == 0 || !from)
             return from;
-        from = lookup(from->expanded(plain), path);
+        from = lookup(from->expanded(known), path);
         while (*path != '/' && *path != 0)
             ++path;
     }
@@ -99,8 +98,8 @@ item* item::get(const char* section, const char* key) {
 }
 
 bool item::is_set(const char* child) {
-    plain_stretch plain;
-    return !is_null(this) && find(expanded(plain), or_empty(child)) != nullptr;
+    survey known;
+    return !is_null(this) && find(expanded(known), or_empty(child)) != nullptr;
 }
 
 item* item::search(const char* wanted) {
@@ -112,12 +111,13 @@ item* item::search(const char* wanted) {
         item* end;
     };
     std::vector<siblings> open; // the way back up, in place of calls that a deep tree would exhaust
-    plain_stretch plain;
+    survey known;
     item* at = this;
     for (;;) {
         if (compare_names(wanted, or_empty(at->name)) == 0)
             return at;
-        const list& below = at->expanded(plain);
+        known.depth = open.size();
+        const list& below = at->expanded(known);
         if (below.count != 0)
             open.push_back({below.items, below.items + below.count});
         while (!open.empty() && open.back().next == open.back().end)

@@ -8,7 +8,7 @@
 
 namespace xml {
 
-struct plain_stretch;
+struct survey;
 
 // An element of a document; with its lists empty, an attribute; and, as a set of named children, a
 // dictionary without regard to case.
@@ -90,7 +90,7 @@ private:
     void hold(const char* name, const char* value);
 
     // The children, pending content parsed first.
-    list& expanded(plain_stretch& plain);
+    list& expanded(survey& known);
     template <class Lookup>
     static item* walk(item* from, const char* path, Lookup lookup);
 };

@@ -11,10 +11,11 @@
 // further, the second NUL of the buffer, or what follows a nested value, stands there.
 #include "parser.hpp"
 
-#include "content.hpp"
 #include "expansion.hpp"
 #include "name.hpp"
 #include "receiver.hpp"
+#include "scan.hpp"
+#include "survey.hpp"
 
 #include <cstring>
 
@@ -66,8 +67,20 @@ char* read_attribute(item& attribute, char* at) {
     return end_at_space(name_end(at));
 }
 
+// Ends the value of an element, and returns the position behind its end tag.
+char* end_value(const item& element, char* end, survey& known) {
+    tag_index::element* const indexed = known.tags.find(element.name, element.value);
+    if (!indexed)
+        return end_content(element.name, element.value, end, known.plain);
+    if (indexed->end >= end) { // it is not closed in here
+        indexed->end = end;
+        return end_of_text(end);
+    }
+    return close_content(element.value, indexed->end);
+}
+
 // Reads the rest of a start tag, behind the name, and the content.
-char* read_element(item& element, char* at, char* end, plain_stretch& plain) {
+char* read_element(item& element, char* at, char* end, survey& known) {
     collector attributes(element.buffer);
     for (;;) {
         if (is_space(*at)) {
@@ -76,8 +89,7 @@ char* read_element(item& element, char* at, char* end, plain_stretch& plain) {
             *at = 0;
             attributes.finish(element.attributes); // first, for it may throw
             element.value = skip_space(at + 1);
-            return element.value == end ? end
-                                        : end_content(element.name, element.value, end, plain);
+            return element.value == end ? end : end_value(element, end, known);
         } else if (*at == '/' && at[1] == '>') {
             *at = 0;
             attributes.finish(element.attributes);
@@ -107,14 +119,14 @@ char* item::loadTag(xml::buffer* source, char* position) {
     buffer = source;
     if (!position)
         return nullptr;
-    plain_stretch plain;
-    position = read_tag(*this, position, position + std::strlen(position), plain);
+    survey known;
+    position = read_tag(*this, position, position + std::strlen(position), known);
     if (source)
         source->refs.fetch_add(attributes.count, std::memory_order_relaxed);
     return position;
 }
 
-char* read_tag(item& into, char* position, char* end, plain_stretch& plain) {
+char* read_tag(item& into, char* position, char* end, survey& known) {
     char* at = find(position, '<');
     if (*at == 0)
         return at;
@@ -125,7 +137,7 @@ char* read_tag(item& into, char* position, char* end, plain_stretch& plain) {
         return at;
     into.name = at;
     at = end_at_space(name_end(at));
-    return read_element(into, at, end, plain);
+    return read_element(into, at, end, known);
 }
 
 } // namespace xml

@@ -1,0 +1,45 @@
+// Steps through raw text. None goes past the NUL that ends it. Not installed.
+#pragma once
+
+namespace xml {
+
+// The first `wanted` or NUL.
+inline char* find(char* at, char wanted) {
+    while (*at != wanted && *at != 0)
+        ++at;
+    return at;
+}
+
+// Steps over a tag inside some content, from the byte behind its "<" to behind its ">", or to the
+// NUL that ends the text. `closed` tells whether it was an empty-element tag.
+inline char* skip_tag(char* at, bool& closed) {
+    closed = false;
+    for (;; ++at) {
+        switch (*at) {
+        case 0:
+            return at;
+        case '"':
+        case '\'':
+            at = find(at + 1, *at);
+            if (*at == 0)
+                return at;
+            break;
+        case '/':
+            if (at[1] != '>')
+                break;
+            closed = true;
+            return at + 2;
+        case '>':
+            return at + 1;
+        default:
+            break;
+        }
+    }
+}
+
+// Where reading stops when it meets the end of the text: behind the first NUL if a second one
+// stands there, as at the end of a buffer; at the NUL itself if not, as at the end of a nested
+// value.
+inline char* end_of_text(char* nul) { return nul[1] == 0 ? nul + 1 : nul; }
+
+} // namespace xml
