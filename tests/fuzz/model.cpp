@@ -24,10 +24,8 @@ int rank(char c) {
 int order(const char* a, const char* b) {
     a = a ? a : "";
     b = b ? b : "";
-    for (; rank(*a) == rank(*b); ++a, ++b) {
-        if (rank(*a) == 0)
-            return 0;
-    }
+    for (; rank(*a) == rank(*b) && rank(*a) != 0; ++a)
+        ++b;
     return rank(*a) - rank(*b);
 }
 
@@ -38,34 +36,17 @@ struct place {
 
 // Where a name stands, or is to be inserted. The last item is asked first, the others by bisection.
 place locate(const std::vector<node>& in, const char* name) {
-    const long n = static_cast<long>(in.size());
-    const auto against = [&](long i) {
-        return order(name, in[static_cast<unsigned long>(i)].name);
-    };
-    if (n == 0)
-        return {0, false};
-    if (against(n - 1) == 0)
-        return {n - 1, true};
-    if (against(n - 1) > 0)
-        return {n, false};
-    long insert_at = 0;
-    for (long low = 0, high = n - 2; low <= high;) {
-        const long middle = (low + high + 1) / 2;
-        if (against(middle) == 0)
-            return {middle, true};
-        if (against(middle) > 0) {
-            low = middle + 1;
-            insert_at = middle + 1;
-        } else {
-            high = middle - 1;
-            insert_at = middle;
-        }
+    long low = 0, high = static_cast<long>(in.size()) - 1;
+    for (long at = high; low <= high; at = (low + high + 1) / 2) {
+        const int found = order(name, in[static_cast<unsigned long>(at)].name);
+        if (found == 0)
+            return {at, true};
+        if (found > 0)
+            low = at + 1;
+        else
+            high = at - 1;
     }
-    return {insert_at, false};
-}
-
-node* insert(std::vector<node>& in, long at, node&& fresh) {
-    return &*in.insert(in.begin() + at, std::move(fresh));
+    return {low, false};
 }
 
 char* skip_space(char* at) {
@@ -101,38 +82,28 @@ char* read_content(node& element) {
         at = find(at, '<');
         if (*at == 0)
             return behind_end(at);
-        char* const tag = at++;
-        if (*at == '/') {
-            ++at;
-            if (order(at, element.name) == 0) {
-                if (depth == 1) {
-                    char* last = tag;
-                    while (last > element.value && is_trimmed(last[-1]))
-                        --last;
-                    // Cut when the way on is known: the end tag itself may be cut off.
-                    char* const behind = find(at, '>');
-                    *last = 0;
-                    element.closed = true;
-                    return *behind == 0 ? behind_end(behind) : behind + 1;
-                }
-                --depth;
-            }
-            at = find(at, '>');
-            if (*at != 0)
-                ++at;
-            continue;
-        }
-        const bool same_name = order(at, element.name) == 0;
-        if (same_name)
-            ++depth;
-        for (; *at != 0 && *at != '>'; ++at) {
-            if (*at == '"' || *at == '\'') {
-                at = find(at + 1, *at);
+        char* last = at++;
+        const bool is_end_tag = *at == '/';
+        const bool same_name = order(is_end_tag ? at + 1 : at, element.name) == 0;
+        if (!is_end_tag) {
+            depth += same_name;
+            for (; *at != 0 && *at != '>'; ++at) {
+                if (*at == '/' && at[1] == '>')
+                    depth -= same_name;
+                if (*at == '"' || *at == '\'')
+                    at = find(at + 1, *at);
                 if (*at == 0)
                     break;
-            } else if (*at == '/' && at[1] == '>' && same_name) {
-                --depth;
             }
+            continue;
+        }
+        at = find(at, '>');
+        if (same_name && --depth == 0) {
+            while (last > element.value && is_trimmed(last[-1]))
+                --last;
+            *last = 0;
+            element.closed = true;
+            return *at == 0 ? behind_end(at) : at + 1;
         }
     }
 }
@@ -157,28 +128,6 @@ char* read_attribute(node& element, char* at) {
     }
     list_add(element.attributes, attribute);
     return at;
-}
-
-bool equal(const char* a, const char* b) { return a && b ? std::strcmp(a, b) == 0 : a == b; }
-
-bool holds(const std::string& text, const char* bytes) {
-    return text.find_first_of(bytes) != std::string::npos;
-}
-
-std::string start_tag(const node& of) {
-    std::string text = "<" + name_text(of.name);
-    for (const node& attribute : of.attributes) {
-        if (!attribute.name)
-            continue;
-        text += " " + name_text(attribute.name);
-        if (attribute.value && *attribute.value)
-            text += "=\"" + std::string(attribute.value) + "\"";
-    }
-    return text;
-}
-
-bool is_empty(const node& element) {
-    return element.children.empty() && !(element.value && *element.value);
 }
 
 } // namespace
@@ -213,12 +162,11 @@ char* node::load(const shared_text& source, char* position) {
             *at = 0;
             value = skip_space(at + 1);
             return *value == 0 ? value : read_content(*this);
-        } else if (*at == '/' && at[1] == '>') {
-            *at = 0;
-            closed = true;
-            return at + 2;
         } else if (*at == '/') {
             *at++ = 0;
+            closed = *at == '>';
+            if (closed)
+                return at + 1;
         } else if (*at == 0) {
             return at;
         } else {
@@ -230,13 +178,12 @@ char* node::load(const shared_text& source, char* position) {
 void node::expand() {
     if (!children.empty() || !value || *value != '<')
         return;
-    for (char* at = value;;) {
+    for (char* at = value; at && *at != 0;) {
         node next;
         at = next.load(text, at);
-        if (next.name)
-            list_add(children, next);
-        if (!at || !next.name || *at == 0)
+        if (!next.name)
             break;
+        list_add(children, next);
     }
     value = nullptr;
 }
@@ -247,35 +194,33 @@ void node::expand_all() {
         child.expand_all();
 }
 
-node* node::get(const char* path, bool& created) {
-    node* current = this;
-    for (;;) {
-        while (*path == '/')
-            ++path;
+// Missing elements are created if there is a `created`.
+node* node::walk(const char* path, bool* created) {
+    node* at = this;
+    while (at) {
+        path += std::strspn(path, "/");
         if (*path == 0)
-            return current;
-        current->expand();
-        current = list_get(current->children, path, created);
-        while (*path != '/' && *path != 0)
-            ++path;
+            break;
+        at->expand();
+        const place found = locate(at->children, path);
+        if (created)
+            at = list_get(at->children, path, *created);
+        else
+            at = found.found ? &at->children[static_cast<unsigned long>(found.index)] : nullptr;
+        path += std::strcspn(path, "/");
     }
+    return at;
 }
 
-node* node::find(const char* path) {
-    node* current = this;
-    for (;;) {
-        while (*path == '/')
-            ++path;
-        if (*path == 0)
-            return current;
-        current->expand();
-        const place at = locate(current->children, path);
-        if (!at.found)
-            return nullptr;
-        current = &current->children[static_cast<unsigned long>(at.index)];
-        while (*path != '/' && *path != 0)
-            ++path;
-    }
+node* node::get(const char* section, const char* key, bool& created) {
+    created = false;
+    node* const at = section ? walk(section, &created) : this;
+    return key ? at->walk(key, &created) : at;
+}
+
+node* node::get(const char* section, const char* key) {
+    node* const at = section ? walk(section, nullptr) : this;
+    return at && key ? at->walk(key, nullptr) : at;
 }
 
 bool node::is_set(const char* child) {
@@ -302,10 +247,9 @@ void node::clear() {
 
 void node::hold(const char* new_name, const char* new_value) {
     const std::string own_name = name_text(new_name);
-    const shared_text fresh = make_text(own_name + '\0' + (new_value ? new_value : ""));
-    text = fresh;
-    name = fresh->data();
-    value = fresh->data() + own_name.size() + 1;
+    text = make_text(own_name + '\0' + (new_value ? new_value : ""));
+    name = text->data();
+    value = text->data() + own_name.size() + 1;
 }
 
 void node::set_text(const char* new_text) {
@@ -313,30 +257,27 @@ void node::set_text(const char* new_text) {
     children.clear();
 }
 
-std::string node::save() const {
-    if (!name)
+std::string node::save(bool in_lines, unsigned level) const {
+    const std::string own_name = name_text(name);
+    if (in_lines ? own_name.empty() : !name)
         return "";
-    if (is_empty(*this))
-        return start_tag(*this) + "/>";
+    const std::string indent(in_lines ? level : 0, ' '), line_end(in_lines ? "\n" : "");
+    std::string written = indent + "<" + own_name;
+    for (const node& attribute : attributes) {
+        if (attribute.name)
+            written += " " + name_text(attribute.name);
+        if (attribute.name && attribute.value && *attribute.value)
+            written += "=\"" + std::string(attribute.value) + "\"";
+    }
     std::string content;
     for (const node& child : children)
-        content += child.save();
-    return start_tag(*this) + ">" + (children.empty() ? value : content) + "</" + name_text(name) +
-           ">";
-}
-
-std::string node::save_indented(unsigned level) const {
-    if (name_text(name).empty())
-        return "";
-    const std::string indent(level, ' ');
-    if (is_empty(*this))
-        return indent + start_tag(*this) + "/>\n";
-    std::string content;
-    for (const node& child : children)
-        content += child.save_indented(level + 1);
-    return indent + start_tag(*this) + ">\n" +
-           (children.empty() ? indent + " " + value + "\n" : content) + indent + "</" +
-           name_text(name) + ">\n";
+        content += child.save(in_lines, level + 1);
+    if (children.empty()) {
+        if (!value || !*value)
+            return written + "/>" + line_end;
+        content = indent + (in_lines ? " " : "") + value + line_end;
+    }
+    return written + ">" + line_end + content + indent + "</" + own_name + ">" + line_end;
 }
 
 unsigned long node::size() const {
@@ -349,93 +290,74 @@ unsigned long node::size() const {
 node* list_get(std::vector<node>& in, const char* name, bool& created) {
     const place at = locate(in, name);
     created = !at.found;
-    if (at.found)
-        return &in[static_cast<unsigned long>(at.index)];
-    node fresh;
-    fresh.hold(name, nullptr);
-    return insert(in, at.index, std::move(fresh));
+    if (created)
+        in.emplace(in.begin() + at.index)->hold(name, nullptr);
+    return &in[static_cast<unsigned long>(at.index)];
 }
 
 node* list_set(std::vector<node>& in, const char* name, const char* value, bool& created) {
-    const place at = locate(in, name);
-    created = !at.found;
-    if (!at.found) {
-        node fresh;
-        fresh.hold(name, value);
-        return insert(in, at.index, std::move(fresh));
-    }
-    node& old = in[static_cast<unsigned long>(at.index)];
-    if (value && *value)
-        old.hold(old.name, value);
+    node* const item = list_get(in, name, created);
+    if (created || (value && *value))
+        item->hold(item->name, value);
     else
-        old.value = nullptr;
-    return &old;
+        item->value = nullptr;
+    return item;
 }
 
 unsigned long list_add(std::vector<node>& in, node source) {
     const place at = locate(in, source.name);
     const long index = at.index + (at.found ? 1 : 0);
-    insert(in, index, std::move(source));
+    in.insert(in.begin() + index, std::move(source));
     return static_cast<unsigned long>(index);
 }
 
 namespace {
 
-bool same_list(const xml::list& ours, const std::vector<node>& expected) {
-    if (ours.count != expected.size() || (ours.count == 0 && ours.items))
-        return false;
-    for (unsigned long i = 0; i < ours.count; ++i) {
-        if (!same(ours.items[i], expected[i]))
-            return false;
-    }
-    return true;
-}
+// The lists of both models, as one kind.
+template <class Item>
+struct items {
+    const Item* first;
+    unsigned long count;
+};
+items<node> all(const std::vector<node>& of) { return {of.data(), of.size()}; }
+items<xml::item> all(const xml::list& of) { return {of.items, of.count}; }
 
-bool alike_list(const xml::list& a, const xml::list& b) {
-    if (a.count != b.count)
-        return false;
-    for (unsigned long i = 0; i < a.count; ++i) {
-        if (!alike(a.items[i], b.items[i]))
-            return false;
-    }
-    return true;
+template <class Other>
+bool equal(const xml::item& a, const Other& b, const char* null_value) {
+    const char* const x = a.value ? a.value : null_value;
+    const char* const y = b.value ? b.value : null_value;
+    const auto equal_lists = [&](const auto& ours, const auto& others) {
+        // An empty list has no array.
+        bool holds = ours.count == others.count && (ours.count != 0 || !ours.first);
+        for (unsigned long i = 0; holds && i < ours.count; ++i)
+            holds = equal(ours.first[i], others.first[i], null_value);
+        return holds;
+    };
+    return !a.name == !b.name && name_text(a.name) == name_text(b.name) && !x == !y &&
+           (!x || std::strcmp(x, y) == 0) && equal_lists(all(a.attributes), all(b.attributes)) &&
+           equal_lists(all(a.children), all(b.children));
 }
 
 } // namespace
 
-bool same(const xml::item& ours, const node& expected) {
-    return !ours.name == !expected.name && name_text(ours.name) == name_text(expected.name) &&
-           equal(ours.value, expected.value) && same_list(ours.attributes, expected.attributes) &&
-           same_list(ours.children, expected.children);
-}
-
-bool alike(const xml::item& a, const xml::item& b) {
-    return name_text(a.name) == name_text(b.name) &&
-           equal(a.value ? a.value : "", b.value ? b.value : "") &&
-           alike_list(a.attributes, b.attributes) && alike_list(a.children, b.children);
-}
+bool same(const xml::item& ours, const node& expected) { return equal(ours, expected, nullptr); }
+bool alike(const xml::item& a, const xml::item& b) { return equal(a, b, ""); }
 
 bool survives_writing(const node& tree, bool is_top) {
-    const std::string name = name_text(tree.name);
+    const auto is_named = [](const node& of) {
+        const std::string name = name_text(of.name);
+        return !name.empty() && name.find_first_of("\"'") == std::string::npos;
+    };
     const std::string text = tree.value ? tree.value : "";
-    if (name.empty() || holds(name, "\"'"))
-        return false;
-    if (holds(text, "<") && !(is_top && tree.closed))
-        return false;
     if (!text.empty() && (is_space(text.front()) || is_trimmed(text.back())))
         return false;
-    for (const node& attribute : tree.attributes) {
-        const std::string of_attribute = name_text(attribute.name);
-        if (of_attribute.empty() || holds(of_attribute, "\"'"))
-            return false;
-        if (attribute.value && std::strchr(attribute.value, '"'))
-            return false;
-    }
-    for (const node& child : tree.children) {
-        if (!survives_writing(child, false))
-            return false;
-    }
-    return true;
+    bool survives =
+        is_named(tree) && (text.find('<') == std::string::npos || (is_top && tree.closed));
+    for (const node& each : tree.attributes)
+        survives = survives && is_named(each) && !(each.value && std::strchr(each.value, '"'));
+    for (const node& child : tree.children)
+        survives = survives && survives_writing(child, false);
+    return survives;
 }
 
 } // namespace fuzz

@@ -23,21 +23,23 @@ struct node {
 
     // As the members of xml::item of the same names.
     char* load(const shared_text& source, char* position);
-    node* get(const char* path, bool& created);
-    node* find(const char* path);
+    node* get(const char* section, const char* key, bool& created);
+    node* get(const char* section, const char* key);
     bool is_set(const char* child);
     node* search(const char* wanted);
     void clear();
     void set_text(const char* new_text);
-    std::string save() const;
-    std::string save_indented(unsigned level = 0) const;
 
+    std::string save(bool in_lines, unsigned level = 0) const;
     // Gives it a name and a value in a text of its own.
     void hold(const char* new_name, const char* new_value);
-    // Parses pending content; with `all_levels`, that of all the nodes below too.
+    // Parses pending content; `expand_all` also that of all the nodes below.
     void expand();
     void expand_all();
     unsigned long size() const; // of the tree, in nodes
+
+private:
+    node* walk(const char* path, bool* created);
 };
 
 shared_text make_text(const std::string& bytes);

@@ -20,17 +20,6 @@ constexpr std::size_t most_pieces = 64; // which the socket takes in without bei
 
 int clients_end = -1; // of the socket pair
 
-// A new pair, of a kind that keeps the pieces apart, into which all of the reply has been sent.
-void send(const pieces& reply) {
-    int ends[2];
-    require(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) == 0, "a socket pair is made");
-    for (const std::string& piece : reply)
-        require(::send(ends[0], piece.data(), piece.size(), 0) == static_cast<long>(piece.size()),
-                "a piece is sent");
-    close(ends[0]);
-    clients_end = ends[1];
-}
-
 struct outcome {
     std::optional<int> result;
     xml::root header = xml::root("header");
@@ -38,8 +27,16 @@ struct outcome {
     str_t error;
 };
 
+// Reads from a new pair, of a kind that keeps the pieces apart, into which all of the reply has
+// been sent.
 outcome read(const pieces& reply) {
-    send(reply);
+    int ends[2];
+    require(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) == 0, "a socket pair is made");
+    for (const std::string& piece : reply)
+        require(::send(ends[0], piece.data(), piece.size(), 0) == static_cast<long>(piece.size()),
+                "a piece is sent");
+    close(ends[0]);
+    clients_end = ends[1];
     static stream<0> text; // kept: a stream that is destroyed leaves its block behind
     outcome read;
     transport::connection server(100);
@@ -49,53 +46,45 @@ outcome read(const pieces& reply) {
 }
 
 // The reading once more, by the rules for one piece after the other.
-class model {
-public:
+struct model {
     fuzz::node header;
     std::string body;
     int code = 0;
+    long length = 0;
+    bool complete = false;
 
-    model() { header.hold("header", nullptr); }
-
-    bool read(const pieces& reply) {
-        for (const std::string& piece : reply) {
-            if (take(piece))
-                return true;
-        }
-        return false;
+    explicit model(const pieces& reply) {
+        header.hold("header", nullptr);
+        for (std::size_t i = 0; i < reply.size() && !complete; ++i)
+            take(reply[i]);
     }
-    bool ends_as_announced() const { return body.size() == static_cast<unsigned long>(length_); }
 
 private:
-    bool take(const std::string& piece) {
-        std::size_t start = 0;
-        while (!in_body_ && start < piece.size()) {
-            const std::size_t end = piece.find("\r\n", start);
-            line_ += up_to_nul(piece.substr(start, end - start));
+    void take(std::string piece) {
+        while (!in_body_ && !piece.empty()) {
+            const std::size_t end = piece.find("\r\n");
+            line_ += piece.substr(0, end).c_str(); // up to the first NUL
+            piece.erase(0, end == std::string::npos ? end : end + 2);
             if (end == std::string::npos)
-                return false;
-            start = end + 2;
-            if (line_.empty())
-                in_body_ = true;
-            else
-                take_line();
+                return;
+            in_body_ = line_.empty();
+            take_line();
             line_.clear();
         }
         if (!in_body_)
-            return false;
-        body += up_to_nul(piece.substr(start));
-        return body.size() >= static_cast<unsigned long>(length_);
+            return;
+        body += piece.c_str();
+        complete = body.size() >= static_cast<unsigned long>(length);
     }
     void take_line() {
         const std::size_t split = line_.find_first_of(" :");
         if (split == std::string::npos)
             return;
-        std::string name = line_.substr(0, split);
-        std::string value = line_.substr(split + 1);
+        std::string name = line_.substr(0, split), value = line_.substr(split + 1);
         if (!value.empty() && value[0] == ' ')
             value.erase(0, 1);
         if (name.empty() || lower(name) == "content-length") {
-            length_ = std::atoi(value.c_str());
+            length = std::atoi(value.c_str());
         } else if (lower(name.substr(0, 5)) == "http/") {
             code = std::atoi(value.c_str());
             set("Code", std::to_string(code));
@@ -105,9 +94,8 @@ private:
     }
     void set(const std::string& name, const std::string& value) {
         bool created;
-        header.get(name.c_str(), created)->set_text(value.c_str());
+        header.get(name.c_str(), nullptr, created)->set_text(value.c_str());
     }
-    static std::string up_to_nul(const std::string& bytes) { return bytes.c_str(); }
     static std::string lower(std::string text) {
         for (char& c : text)
             c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -116,67 +104,51 @@ private:
 
     std::string line_;
     bool in_body_ = false;
-    long length_ = 0;
 };
 
 pieces cut(const std::string& input) {
     pieces reply;
-    std::size_t begin = 0;
-    while (begin < input.size() && reply.size() < most_pieces) {
+    for (std::size_t begin = 0; begin < input.size() && reply.size() < most_pieces;) {
         const std::size_t end = std::min(input.find('\xff', begin), input.size());
-        if (end - begin > most_at_once) {
-            reply.push_back(input.substr(begin, most_at_once));
-            begin += most_at_once;
-            continue;
-        }
-        if (end > begin)
-            reply.push_back(input.substr(begin, end - begin));
-        begin = end + 1;
+        const std::size_t length = std::min(end - begin, most_at_once);
+        if (length > 0)
+            reply.push_back(input.substr(begin, length));
+        begin += length + (length == end - begin ? 1 : 0);
     }
     return reply;
 }
 
 void compare_with_model(const pieces& reply, outcome& found) {
-    model expected;
-    const bool complete = expected.read(reply);
-    require(found.result.has_value() == complete, "whether the reply is complete");
-    if (!complete) {
-        require(std::strcmp(found.error.c_str(), "Can't recv data from  server h") == 0,
-                "the error of a reply that ends early");
-        require(fuzz::same(found.header, expected.header), "the header lines so far");
-        return;
-    }
-    require(*found.result == (expected.code == 200 ? 1 : 0), "the result");
-    bool created;
-    const fuzz::node* status = expected.header.get("Status", created);
-    require(std::strcmp(found.error.c_str(), status->value ? status->value : "") == 0,
-            "the status");
-    require(fuzz::same(found.header, expected.header), "the header lines");
+    model expected(reply);
+    require(found.result.has_value() == expected.complete, "whether the reply is complete");
     fuzz::node document;
-    const fuzz::shared_text text = fuzz::make_text(expected.body);
-    document.load(text, text->data());
-    require(fuzz::same(found.body, document), "the document");
-}
-
-bool parts_line_end(const pieces& reply) {
-    for (std::size_t i = 0; i + 1 < reply.size(); ++i) {
-        if (reply[i].back() == '\r' && reply[i + 1].front() == '\n')
-            return true;
+    std::string error = "Can't recv data from  server h";
+    if (expected.complete) {
+        require(*found.result == (expected.code == 200 ? 1 : 0), "the result");
+        bool created;
+        const fuzz::node* status = expected.header.get("Status", nullptr, created);
+        error = status->value ? status->value : "";
+        const fuzz::shared_text text = fuzz::make_text(expected.body);
+        document.load(text, text->data());
     }
-    return false;
+    require(found.error.c_str() == error, "the status, or the error of a reply that ends early");
+    require(fuzz::same(found.header, expected.header), "the header lines");
+    require(fuzz::same(found.body, document), "the document");
 }
 
 // Where the pieces end makes no difference to a reply that ends where it says, unless a CR and its
 // LF are parted. (A NUL drops the rest of its piece.)
 void compare_with_whole(const pieces& reply, const outcome& found) {
     std::string joined;
-    for (const std::string& piece : reply)
+    for (const std::string& piece : reply) {
+        if (!joined.empty() && joined.back() == '\r' && piece.front() == '\n')
+            return;
         joined += piece;
-    if (joined.size() > most_at_once || joined.find('\0') != std::string::npos ||
-        parts_line_end(reply))
+    }
+    if (joined.size() > most_at_once || joined.find('\0') != std::string::npos)
         return;
-    model whole;
-    if (!whole.read({joined}) || !whole.ends_as_announced())
+    const model whole({joined});
+    if (!whole.complete || whole.body.size() != static_cast<unsigned long>(whole.length))
         return;
     const outcome at_once = read({joined});
     require(found.result == at_once.result && found.error == at_once.error,

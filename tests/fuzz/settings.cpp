@@ -6,64 +6,48 @@
 
 #include <orv/orv.hpp>
 
-#include <climits>
+#include <algorithm>
 #include <vector>
 
 namespace {
 
-using fuzz::input;
 using fuzz::node;
 using fuzz::optional_text;
 using fuzz::require;
 
+const char* text_of(const node* setting) { return setting->value ? setting->value : ""; }
+
 class session {
 public:
-    explicit session(input from) : in_(from) { expected_.hold("root", nullptr); }
+    explicit session(fuzz::input from) : in_(from) {
+        g_Kernel = &kernel_;
+        expected_.hold("root", nullptr);
+    }
+    ~session() { g_Kernel = nullptr; }
+    session(const session&) = delete;
+    session& operator=(const session&) = delete;
 
     void run() {
-        g_Kernel = &kernel_;
-        while (!in_.empty())
-            step();
-        g_Kernel = nullptr;
+        static constexpr void (session::*functions[])(const char*, const char*) = {
+            &session::get_int, &session::get_string, &session::set_int, &session::set_string};
+        while (!in_.empty()) {
+            const unsigned chosen = in_.below(4);
+            const optional_text section(in_), key(in_);
+            (this->*functions[chosen])(section.get(), key.get());
+        }
     }
 
 private:
-    // As the element of a section and a key in the model, without and with creating it.
-    node* find(const char* section, const char* key) {
-        node* at = section ? expected_.find(section) : &expected_;
-        return at && key ? at->find(key) : at;
-    }
-    node* create(const char* section, const char* key, bool& created) {
-        created = false;
-        node* at = section ? expected_.get(section, created) : &expected_;
-        return key ? at->get(key, created) : at;
-    }
-    static const char* text_of(const node* setting) { return setting->value ? setting->value : ""; }
-
-    void step() {
-        const unsigned function = in_.below(4);
-        const optional_text section(in_), key(in_);
-        switch (function) {
-        case 0:
-            return get_int(section.get(), key.get());
-        case 1:
-            return get_string(section.get(), key.get());
-        case 2:
-            return set_int(section.get(), key.get());
-        default:
-            return set_string(section.get(), key.get());
-        }
-    }
     void get_int(const char* section, const char* key) {
         const int def = in_.integer();
-        const node* setting = find(section, key);
+        const node* setting = expected_.get(section, key);
         require(ORVSC_GetInt(section, key, def) == (setting ? std::atoi(text_of(setting)) : def),
                 "an integer");
     }
     void get_string(const char* section, const char* key) {
         const unsigned kind = in_.byte();
         const optional_text def(in_);
-        const node* setting = find(section, key);
+        const node* setting = expected_.get(section, key);
         const std::string expected = setting ? text_of(setting) : def.get() ? def.get() : "";
         const int whole = static_cast<int>(expected.size()) + 1;
 
@@ -74,8 +58,8 @@ private:
             return;
         }
         if (kind % 2 != 0)
-            size = kind / 2; // mostly sizes about that of the text, from a little below zero up
-        const int wanted = size < 0 ? 0 : size < whole ? size : whole;
+            size = kind / 2; // mostly sizes about that of the text, from zero up
+        const int wanted = std::clamp(size, 0, whole);
         // Exactly the room that must be there: for the bytes wanted, of which no more than the text
         // has are ever written, and a NUL.
         std::vector<char> room(static_cast<unsigned long>(wanted) + 1, '?');
@@ -83,13 +67,13 @@ private:
                 "the buffer");
         require(size == wanted, "the size of what was copied");
         require(std::string(room.data(), room.size()) ==
-                    (expected + std::string(2, '\0')).substr(0, room.size() - 1) + '\0',
+                    (expected + '\0').substr(0, room.size() - 1) + '\0',
                 "the bytes copied");
     }
     void set_int(const char* section, const char* key) {
         const int value = in_.integer();
         bool created;
-        node* setting = create(section, key, created);
+        node* const setting = expected_.get(section, key, created);
         if (created || std::atoi(text_of(setting)) != value)
             setting->set_text(std::to_string(value).c_str());
         ORVSC_SetInt(section, key, value);
@@ -99,18 +83,18 @@ private:
         const optional_text text(in_);
         const std::string value = text.get() ? text.get() : "";
         bool created;
-        node* setting = create(section, key, created);
+        node* const setting = expected_.get(section, key, created);
         if (created || text_of(setting) != value)
             setting->set_text(value.c_str());
         ORVSC_SetString(section, key, text.get());
 
         int size = static_cast<int>(value.size()) + 1;
-        std::vector<char> room(value.size() + 2, '?');
+        std::string room(value.size() + 2, '?');
         ORVSC_GetString(section, key, room.data(), &size, "another");
-        require(room.data() == value, "the text that was set");
+        require(room.c_str() == value, "the text that was set");
     }
 
-    input in_;
+    fuzz::input in_;
     ORV::kernel kernel_; // never opened: in memory only
     node expected_;
 };

@@ -1,24 +1,27 @@
-// What every fuzz target needs: an exit for what must not happen, and a reader of its input.
+// What every fuzz target needs: a way to say what must hold, and a reader of its input.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
-// Runs one input through a target. Called by libFuzzer, or by replay.cpp where there is none.
+// Runs one input through a target. Called by libFuzzer, by replay.cpp where there is none, and by
+// unit tests with inputs of their own.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzz {
 
-// Ends the program, as a finding, unless `holds`.
+inline void run(const std::string& input) {
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+}
+
+// An exception that nobody catches ends the program, as a finding; a unit test fails.
 inline void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
+    if (!holds)
+        throw std::logic_error(std::string("does not hold: ") + what);
 }
 
 // Takes the bytes of an input apart, from the first to the last. Behind the end everything is zero
@@ -26,10 +29,10 @@ inline void require(bool holds, const char* what) {
 class input {
 public:
     input(const std::uint8_t* data, std::size_t size)
-        : at_(reinterpret_cast<const char*>(data)), end_(at_ + size) {}
+        : at_(reinterpret_cast<const char*>(data)), left_(size) {}
 
-    bool empty() const { return at_ == end_; }
-    unsigned char byte() { return empty() ? 0 : static_cast<unsigned char>(*at_++); }
+    bool empty() const { return left_ == 0; }
+    unsigned char byte() { return static_cast<unsigned char>(take(1).c_str()[0]); }
     unsigned below(unsigned count) { return byte() % count; }
     int integer() {
         int value = 0;
@@ -39,24 +42,21 @@ public:
     }
     // Up to the next NUL, which is stepped over.
     std::string text() {
-        const std::size_t left = static_cast<std::size_t>(end_ - at_);
-        const void* nul = empty() ? nullptr : std::memchr(at_, 0, left);
-        std::string bytes =
-            take(nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - at_) : left);
+        const std::string bytes = take(empty() ? 0 : strnlen(at_, left_));
         byte();
         return bytes;
     }
     std::string take(std::size_t count) {
-        const std::size_t left = static_cast<std::size_t>(end_ - at_);
-        std::string bytes(at_, count < left ? count : left);
+        const std::string bytes(at_, count < left_ ? count : left_);
         at_ += bytes.size();
+        left_ -= bytes.size();
         return bytes;
     }
-    std::string rest() { return take(~std::size_t(0)); }
+    std::string rest() { return take(left_); }
 
 private:
     const char* at_;
-    const char* end_;
+    std::size_t left_;
 };
 
 // A text that may be null: in the input, null is a byte 1 in front of the NUL.

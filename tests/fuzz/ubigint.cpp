@@ -3,73 +3,27 @@
 // behind their count.
 #include "support.hpp"
 
-#include <orv/bigint/ubigint.hpp>
+#include "../support/ubigint_reference.hpp"
 
-#include <gmpxx.h>
+#include <iterator>
 
 namespace {
 
 using fuzz::require;
-
-mpz_class value_of(const ubigint& number) {
-    mpz_class value;
-    for (unsigned long i = number.count(); i-- > 0;)
-        value = (value << 32) + number.limb(i);
-    return value;
-}
-
-unsigned int low_limb(const mpz_class& value) {
-    return static_cast<unsigned int>(mpz_class(value & 0xffffffff).get_ui());
-}
-
-// Division by one limb, which looks at the lowest limb first.
-unsigned int divide_by_limb(mpz_class& value, unsigned int divisor) {
-    const unsigned int lowest = low_limb(value);
-    if (divisor == 0 || lowest < divisor) {
-        value = 0;
-        return lowest;
-    }
-    const unsigned long remainder = mpz_class(value % divisor).get_ui();
-    value /= divisor;
-    return static_cast<unsigned int>(remainder);
-}
-
-std::string decimal(mpz_class value) {
-    std::string digits;
-    while (low_limb(value) != 0)
-        digits.insert(digits.begin(), static_cast<char>('0' + divide_by_limb(value, 10)));
-    return digits;
-}
-
-// The power as it is defined: the exponent ends at a lowest limb of zero, and a modulus of one limb
-// divides as above.
-mpz_class power(mpz_class base, mpz_class exponent, const ubigint& modulus) {
-    const mpz_class by = value_of(modulus);
-    const auto reduce = [&](mpz_class& product) {
-        if (modulus.count() > 1 && by != 0)
-            product %= by;
-        else
-            product = divide_by_limb(product, low_limb(by));
-    };
-    mpz_class result = 1;
-    for (; low_limb(exponent) != 0; exponent >>= 1) {
-        if (mpz_odd_p(exponent.get_mpz_t())) {
-            result *= base;
-            reduce(result);
-        }
-        base *= base;
-        reduce(base);
-    }
-    return result;
-}
+using reference::value_of;
 
 class session {
 public:
     explicit session(fuzz::input from) : in_(from) {}
 
     void run() {
+        static constexpr void (session::*operations[])(unsigned) = {
+            &session::set,       &session::copy,     &session::add,       &session::sub,
+            &session::mul,       &session::div,      &session::div_small, &session::raise,
+            &session::to_binary, &session::to_string};
         while (!in_.empty()) {
-            step();
+            const unsigned chosen = in_.below(std::size(operations));
+            (this->*operations[chosen])(number());
             for (unsigned i = 0; i < numbers; ++i)
                 require(value_of(ours_[i]) == expected_[i], "every number after each operation");
         }
@@ -82,31 +36,6 @@ private:
     static constexpr unsigned long most_exponent = 4;
 
     unsigned number() { return in_.below(numbers); }
-
-    void step() {
-        switch (in_.below(10)) {
-        case 0:
-            return set(number());
-        case 1:
-            return copy(number());
-        case 2:
-            return add(number());
-        case 3:
-            return sub(number());
-        case 4:
-            return mul(number());
-        case 5:
-            return div(number());
-        case 6:
-            return div_small(number());
-        case 7:
-            return raise(number());
-        case 8:
-            return to_binary(number());
-        default:
-            return to_string(number());
-        }
-    }
 
     void set(unsigned to) {
         const std::string bytes = in_.take(in_.byte());
@@ -142,29 +71,26 @@ private:
         expected_[to] *= expected_[by];
     }
     void div(unsigned to) {
-        const unsigned by = number();
-        const unsigned rest = number();
-        const mpz_class dividend = expected_[to];
-        const mpz_class divisor = expected_[by];
+        const unsigned by = number(), rest = number();
+        mpz_class remainder = expected_[to];
+        const mpz_class quotient = reference::divide(remainder, expected_[by]);
         ours_[to].div(ours_[by], ours_[rest]);
-        expected_[rest] = divisor == 0 ? dividend : mpz_class(dividend % divisor);
-        expected_[to] = divisor == 0 ? mpz_class() : mpz_class(dividend / divisor);
+        expected_[rest] = remainder;
+        expected_[to] = quotient; // last, for it may be the same number
     }
     void div_small(unsigned to) {
         const unsigned int by = static_cast<unsigned int>(in_.integer());
         unsigned int remainder;
         ours_[to].div2(by, remainder);
-        require(remainder == divide_by_limb(expected_[to], by),
+        require(remainder == reference::divide_by_limb(expected_[to], by),
                 "the remainder of a small division");
     }
     void raise(unsigned to) {
-        const unsigned base = number();
-        const unsigned exponent = number();
-        const unsigned modulus = number();
+        const unsigned base = number(), exponent = number(), modulus = number();
         if (ours_[base].count() > most_modulus || ours_[modulus].count() > most_modulus ||
             ours_[exponent].count() > most_exponent)
             return;
-        expected_[to] = power(expected_[base], expected_[exponent], ours_[modulus]);
+        expected_[to] = reference::power(expected_[base], expected_[exponent], ours_[modulus]);
         ours_[to] = ubigint::modexp2(ours_[base], ours_[exponent], ours_[modulus]);
     }
     void to_binary(unsigned of) {
@@ -178,7 +104,7 @@ private:
     void to_string(unsigned of) {
         const mpz_class& value = expected_[of];
         const std::string digits = ours_[of].toString().c_str();
-        require(digits == decimal(value), "the digits");
+        require(digits == reference::decimal(value), "the digits");
         require(value == 0 || value > 0xffffffff || digits == value.get_str(),
                 "the digits of a small number");
     }

@@ -13,27 +13,20 @@ struct parts {
 };
 
 parts split(const std::string& url) {
+    constexpr std::size_t unset = std::string::npos;
     std::string copy = url + std::string(4, '\0'); // the mark behind "://" may lie behind the end
-    const std::size_t unset = std::string::npos;
     std::size_t host = unset, port = unset, path = unset;
-    for (std::size_t i = 0; i < url.size() + 1 && path == unset;) {
-        if (copy[i] == '/') {
-            copy[i] = 0;
+    for (std::size_t i = 0; i <= url.size() && path == unset; ++i) {
+        const char mark = copy[i];
+        if (mark != '/' && mark != ':')
+            continue;
+        copy[i] = 0;
+        if (mark == '/')
             path = i + 1;
-        } else if (copy[i] == ':') {
-            copy[i] = 0;
-            if (host == unset && copy[i + 1] == '/') {
-                host = i + 3;
-                i += 4;
-            } else if (port == unset) {
-                port = i + 1;
-                i += 2;
-            } else {
-                ++i;
-            }
-        } else {
-            ++i;
-        }
+        else if (host == unset && copy[i + 1] == '/')
+            host = (i += 3);
+        else if (port == unset)
+            port = ++i;
     }
     parts found;
     found.host = copy.c_str() + (host == unset ? 0 : host);
