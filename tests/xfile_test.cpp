@@ -1,7 +1,6 @@
 // Opening, closing and reading files by lines.
 #include <orv/store/xfile.hpp>
 
-#include "support/random.hpp"
 #include "support/temporary_directory.hpp"
 
 #include <gtest/gtest.h>
@@ -15,58 +14,15 @@ using lines = std::vector<std::string>;
 
 std::string x(unsigned long count) { return std::string(count, 'x'); }
 
-// The rules for reading a line, over a text in memory.
-struct reference {
-    std::string text;
-    unsigned long at = 0;
-
-    bool read(std::string& line) {
-        for (line.clear();;) {
-            const std::string piece = text.substr(at, 255);
-            const bool full = piece.size() == 255;
-            const unsigned long end = piece.find_first_of(std::string("\r\n\0", 3));
-            line += piece.substr(0, end);
-            if (end == std::string::npos) {
-                at += piece.size();
-                if (piece.empty())
-                    return !line.empty();
-                if (!full)
-                    return true;
-                continue;
-            }
-            at += end + 1;
-            if (piece[end] == 0)
-                return true;
-            const bool last = end + 1 == piece.size();
-            if (!last && piece[end + 1] == (piece[end] == '\r' ? '\n' : '\r')) {
-                ++at;
-                return true;
-            }
-            if (!last || !full)
-                return true;
-        }
-    }
-};
-
-template <class Reader>
-lines all_lines(Reader read) {
-    lines result;
-    for (std::string line; result.size() < 50000 && read(line);)
-        result.push_back(line);
-    return result;
-}
-
-lines read_with_xfile(const std::string& path) {
+lines read_lines(const std::string& path) {
     ORV::xfile file;
     EXPECT_TRUE(file.open(path.c_str(), "rb"));
-    str_t text("what was there before");
-    lines result = all_lines([&](std::string& line) {
-        const bool more = file.read(text);
-        line.assign(text.c_str(), text.length());
-        return more;
-    });
-    EXPECT_FALSE(file.read(text)); // and again
-    EXPECT_TRUE(text.empty());
+    str_t line("what was there before");
+    lines result;
+    while (result.size() < 10 && file.read(line))
+        result.emplace_back(line.c_str(), line.length());
+    EXPECT_FALSE(file.read(line)); // and again
+    EXPECT_TRUE(line.empty());
     return result;
 }
 
@@ -85,37 +41,23 @@ TEST(XFile, Lines) {
         {"NULs", std::string("a\0b\0\nc\r\0", 8), {"a", "b", "", "c", ""}},
         {"600 bytes", x(600) + "\ny", {x(600), "y"}},
         {"one piece", x(255), {x(255)}},
-        {"one piece and a byte", x(256), {x(256)}},
         {"a terminator opens the next piece", x(255) + "\ny", {x(255), "y"}},
         {"a piece ends in LF", x(254) + "\ny", {x(254) + "y"}},
         {"a piece ends in CR, LF follows", x(254) + "\r\ny", {x(254), "y"}},
         {"a piece ends in CR, a pair follows", x(254) + "\r\n\ry", {x(254), "y"}},
+        {"a piece ends in CR, another follows", x(254) + "\r\r\ny", {x(254), "y"}},
         {"a piece ends in LF, the file too", x(254) + "\n", {x(254)}},
         {"a piece ends in a pair", x(253) + "\r\ny", {x(253), "y"}},
         {"a piece ends in NUL", x(254) + std::string("\0y", 2), {x(254), "y"}},
         {"a short piece ends in LF", x(253) + "\n", {x(253)}},
+        {"the second piece ends in a pair", x(508) + "\r\ny\n\nz", {x(508), "y", "", "z"}},
+        {"a pair across the end of the second piece", x(509) + "\r\ny", {x(509), "y"}},
         {"joined twice", x(254) + "\n" + x(254) + "\ny", {x(508) + "y"}},
     };
     temporary_directory directory;
     for (const auto& row : rows) {
         write_file(directory.file(), row.text);
-        EXPECT_EQ(read_with_xfile(directory.file()), row.expected) << row.name;
-    }
-}
-
-TEST(XFile, LinesOfRandomTexts) {
-    temporary_directory directory;
-    seeded_random random;
-    for (int round = 0; round < 50; ++round) {
-        reference expected;
-        while (expected.text.size() < 12000) {
-            // Mostly near the ends of pieces.
-            expected.text += x(random.below(2) ? 248 + random.below(9) : random.below(600));
-            expected.text += random.text(1 + random.below(3), std::string("\r\n\r\n\0x", 6));
-        }
-        write_file(directory.file(), expected.text);
-        ASSERT_EQ(read_with_xfile(directory.file()),
-                  all_lines([&](std::string& line) { return expected.read(line); }));
+        EXPECT_EQ(read_lines(directory.file()), row.expected) << row.name;
     }
 }
 
