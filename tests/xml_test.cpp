@@ -79,31 +79,22 @@ TEST(Parser, ReadsOneElement) {
     } const rows[] = {
         // elements and where they end
         {"text <a>x</a>|  <b/>", "a=x"},
-        {"<A></a>|", "A="},
         {"<a/>|", "a"},
         {"<soap:Body>x</Body></SOAP:BODY>|", "soap:Body=x</Body>"},
         {"<a>x</a \t junk='>|' >", "a=x"},
         // no element
         {"text </a><b/>", "-"},
         {"|", "-"},
-        {"<|", "-"},
         // texts that end early
-        {"<a|", "a"},
         {"<a/|", "a"},
-        {"<a b|", "a{b}"},
-        {"<a b=|", "a{b=}"},
         {"<a b='1|", "a{b=1}"},
         {"<a>|", "a="},
         {"<a>text<||", "a=text<"},
-        {"<a>text</a||", "a=text"},
-        {"<a>text</b||", "a=text</b"},
-        {"<a><b/||", "a=<b/"},
         {"<a><b c='></a>||", "a=<b c='></a>"},
         // nesting is counted in tags of the same name only
         {"<a><a>1</a><ab></A>|</a>", "a=<a>1</a><ab>"},
         {"<a><a b='/'/></a>|", "a=<a b='/'/>"},
         {"<a><a/ ></a></a>|", "a=<a/ ></a>"},
-        {"<a></b></c>x<d></a>|", "a=</b></c>x<d>"},
         // quotes in tags that are skipped: two kinds
         {"<a><b t='</a>\"'/>x</a>|", "a=<b t='</a>\"'/>x"},
         {"<a><b t=\"</a>'\"/>x</a>|", "a=<b t=\"</a>'\"/>x"},
@@ -118,7 +109,6 @@ TEST(Parser, ReadsOneElement) {
         {"<a x= '1' y=\n2 z=/>|", "a{x=1,y=2,z=}"},
         {"<a x='\"`>/' y=\"'\"/>|", "a{x=\"`>/,y='}"},
         {"<a x=1 X=2 x=3/>|", "a{x=1,X=2,x=3}"},
-        {"<a x=1=2/>|", "a{=2,x=1}"},
         {"<a x=<b>t</a>|", "a{x=<b}=t"},
         // a "/" that does not end the tag is stepped over
         {"<a / x/y //>|t</a>", "a{x,y}"},
@@ -127,8 +117,6 @@ TEST(Parser, ReadsOneElement) {
         {"<?xml version='1.0'?><r>x</r>||", "?xml{?,version=1.0}=<r>x</r>"},
         {"<!-- c --><r/>||", "!--{--,c}=<r/>"},
         {"<![CDATA[x]]>y||", "![CDATA[x]]=y"},
-        {"< a>x</>|", "{a}=x"},
-        {"<a>&lt;&#x41;</a>|", "a=&lt;&#x41;"},
     };
     guarded_page page;
     for (const auto& row : rows) {
@@ -273,7 +261,6 @@ TEST(Item, Paths) {
         const char* saved; // then
     } const rows[] = {
         {"<r>x</r>", nullptr, "//", "r=x", false, "<r>x</r>"},
-        {"<r/>", "Sec", "Key", nullptr, true, "<r><Sec><Key/></Sec></r>"},
         {"<r/>", "//a b/c\td//", nullptr, nullptr, true, "<r><a><c/></a></r>"},
         {"<r><SEC k='no'><kEY>1</kEY></SEC></r>", "sec", "KEY", "kEY=1", false,
          "<r><SEC k=\"no\"><kEY>1</kEY></SEC></r>"},
@@ -447,14 +434,12 @@ TEST(Writer, ExactTexts) {
         {"<cfg v=2><a>x</a><b/></cfg>", "a", "<cfg v=\"2\"><a>x</a><b/></cfg>",
          "<cfg v=\"2\">\n <a>\n  x\n </a>\n <b/>\n</cfg>\n"},
         {"<cfg><k>1</k></cfg>", nullptr, "<cfg><k>1</k></cfg>", "<cfg>\n <k>1</k>\n</cfg>\n"},
-        {"<n></n>", nullptr, "<n/>", "<n/>\n"},
         {"<n>a&lt;\n b<n>", nullptr, "<n>a&lt;\n b<n></n>", "<n>\n a&lt;\n b<n>\n</n>\n"},
         {"<n b='' a c='\"' =1/>", nullptr, "<n =\"1\" a b c=\"\"\"/>",
          "<n =\"1\" a b c=\"\"\"/>\n"},
         {"<N:m/x>t</n:M>", nullptr, "<N:m x>t</N:m>", "<N:m x>\n t\n</N:m>\n"},
         {"< a=1/>", nullptr, "< a=\"1\"/>", ""},
         {"<r><><b/></></r>", "/ ", "<r><><b/></></r>", "<r>\n</r>\n"},
-        {"", nullptr, "", ""},
     };
     for (const auto& row : rows) {
         xml::item item = parsed(row.text);
