@@ -138,7 +138,7 @@ TEST_F(File, TheDestructorWritesBack) {
     }
     const auto loaded = config();
     loaded->readV();
-    EXPECT_EQ(loaded->doc.get("a", "b")->value, std::string("1"));
+    EXPECT_EQ(text_of(loaded->doc), "<root>\n <a>\n  <b>\n   1\n  </b>\n </a>\n</root>\n");
     std::filesystem::remove(path);
     config(); // unchanged
     EXPECT_FALSE(std::filesystem::exists(path));
@@ -265,14 +265,14 @@ TEST_F(File, EveryDamage) {
     for (unsigned long i = 0; i < good.size(); ++i) {
         std::string flipped = good;
         flipped[i] = static_cast<char>(flipped[i] ^ static_cast<int>(1 + random.below(255)));
-        EXPECT_NO_THROW(fuzz::run(file + flipped)) << i;
-        EXPECT_NO_THROW(fuzz::run(file + good.substr(0, i))) << i;
+        ASSERT_NO_THROW(fuzz::run(file + flipped)) << i;
+        ASSERT_NO_THROW(fuzz::run(file + good.substr(0, i))) << i;
     }
-    EXPECT_NO_THROW(fuzz::run(file + encipher("ORV" + text, other_key)));
+    ASSERT_NO_THROW(fuzz::run(file + encipher("ORV" + text, other_key)));
     for (int i = 0; i < 100; ++i) {
-        EXPECT_NO_THROW(fuzz::run(file + random.bytes(random.below(1000))));
+        ASSERT_NO_THROW(fuzz::run(file + random.bytes(random.below(1000))));
         const std::string nonsense = random.text(random.below(200), "<>/=\"' \nab~ORV");
-        EXPECT_NO_THROW(fuzz::run(plaintext + "ORV" + nonsense)) << nonsense;
+        ASSERT_NO_THROW(fuzz::run(plaintext + "ORV" + nonsense)) << nonsense;
     }
 }
 

@@ -369,6 +369,7 @@ TEST(Item, SourcesWithinThemselves) {
         {"moved item", [](root& r) { *r["a"] = std::move(*r["a"]); }, same},
         {"moved list", [](root& r) { r.children = std::move(*&r.children); }, same},
         {"text", [](root& r) { r["c"]->setText(r["c"]->value); }, same},
+        {"root from below", [](root& r) { r = *r["a"]; }, "a{w=2}=(b=3)"},
         {"item from below", [](root& r) { *r["a"] = *r["a/b"]; }, "r{v=1}(b=3,c=4)"},
         {"moved", [](root& r) { *r["a"] = std::move(*r["a/b"]); }, "r{v=1}(b=3,c=4)"},
         {"item from above", [](root& r) { *r["a/b"] = *r["a"]; },
