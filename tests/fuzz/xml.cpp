@@ -59,11 +59,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     by_levels.top.saveF(indented, 0);
     require(expected.save(false) == compact.c_str(), "compact text");
     require(expected.save(true) == indented.c_str(), "indented text");
+    if (!fuzz::survives_writing(expected))
+        return 0;
     for (const str_t& written : {compact, indented}) {
         document again(written.c_str());
         expand_all(again.top);
-        require(!fuzz::survives_writing(expected) || fuzz::alike(again.top, by_levels.top),
-                "what was written reads back");
+        require(fuzz::alike(again.top, by_levels.top), "what was written reads back");
     }
     return 0;
 }
