@@ -158,13 +158,18 @@ TEST(Parser, EveryShortText) {
 
 TEST(Parser, RandomTexts) {
     seeded_random random;
-    const char* const pieces[] = {"<a>", "</a>", "<b>", "</b>", "<a ",  "<b c=", "/>",  "<",  ">",
-                                  "/",   "=",    "'",   "\"",   "`",    " ",     "\n",  "\r", "x",
-                                  "A",   "<d/>", "</",  "<!--", "\xc3", "<a/>",  "x=1 "};
-    for (int i = 0; i < 6000; ++i) {
+    const char* const pieces[] = {
+        "<a>", "<b>",  "<A c='>'>", "</a>", "</b>", "<a ",  "<b c=", "/>", "<",
+        ">",   "/",    "=",         "'",    "\"",   "`",    " ",     "\n", "\r",
+        "x",   "<d/>", "</",        "<!--", "\xc3", "<a/>", "x=1 "};
+    for (int i = 0; i < 8000; ++i) {
         string text;
+        // Deep ones, too: the tags of these are matched all at once.
+        for (unsigned long open = i % 4 == 0 ? random.below(60) : 0; open > 0; --open)
+            text += pieces[random.below(3)];
+        const bool orderly = random.below(2) == 0;
         for (unsigned long left = random.below(60); left > 0; --left)
-            text += pieces[random.below(std::size(pieces))];
+            text += pieces[random.below(orderly ? 5 : std::size(pieces))];
         ASSERT_NO_THROW(fuzz::run(text)) << text;
     }
 }
