@@ -2,8 +2,6 @@
 // Compiles xml/content.cpp into itself.
 #include "../xml/content.hpp"
 
-#include <orv/xml/item.hpp>
-
 #include <gtest/gtest.h>
 
 #include <cctype>
@@ -150,56 +148,6 @@ TEST(Content, AMisledSearchDoesNotGoOnThroughTheWholeText) {
         at = xml::end_content("a", at + 3, end, plain);
     EXPECT_LT(std::chrono::steady_clock::now() - start,
               std::chrono::seconds(20)); // it took minutes, by the measure of smaller ones
-}
-
-void read_level_by_level(xml::item& element) {
-    element.is_set("");
-    for (unsigned long i = 0; i < element.children.count; ++i)
-        read_level_by_level(element.children.items[i]);
-}
-
-std::string written(const xml::item& element) {
-    str_t text;
-    element.saveF(text, 0);
-    return text.c_str();
-}
-
-// A walk that gets deep looks for all end tags at once. Whatever the text, it must read the same as
-// many walks of one level each.
-TEST(Content, DeepWalksReadTheSame) {
-    const char* const starts[] = {
-        "<a>",         "<b>",          "<ab c='d'>", "<A x=\"1\" >",  "<b t='a>b'>",
-        "<b t=`a>b`>", "<b t=`>a<b>`>", "<b t=it's>", "<b t=\"<b>\">", "<c t=`it's`/x>",
-        "<b\n>\n"};
-    const char* const ends[] = {"</a>", "</b>", "</ab >", "</A>", " \n</b>", "</b", "</c>"};
-    const char* const mess[] = {"text", "<a/>", "<b/>", "\"", "'", "<", ">", "<!-- -->"};
-    std::mt19937 random(20240502);
-    for (int round = 0; round < 3000; ++round) {
-        const unsigned long wrongly = 2 + random() % 200; // one tag out of that many
-        std::string text = "<top>", closing;
-        for (int n = 100 + static_cast<int>(random() % 400); n > 0; --n) {
-            const bool is_wrong = random() % wrongly == 0;
-            if (random() % 3 != 0 || closing.empty()) {
-                const unsigned long which = is_wrong ? random() % 11 : random() % 4;
-                text += starts[which];
-                closing.push_back(static_cast<char>(is_wrong ? random() % 7 : which));
-            } else {
-                text += is_wrong ? mess[random() % 8] : ends[static_cast<int>(closing.back())];
-                closing.pop_back();
-            }
-        }
-        for (; !closing.empty(); closing.pop_back())
-            text += ends[static_cast<int>(closing.back())];
-        xml::item once, often;
-        for (xml::item* each : {&once, &often}) {
-            xml::buffer* const buffer = xml::buffer::create(text.c_str(), text.size());
-            each->loadTag(buffer, buffer->text());
-            buffer->release();
-        }
-        once.search("nothing of that name");
-        read_level_by_level(often);
-        ASSERT_EQ(written(once), written(often)) << text;
-    }
 }
 
 } // namespace

@@ -19,6 +19,27 @@ item* find(const list& in, const char* name) {
     return at.found ? in.items + at.index : nullptr;
 }
 
+// The children, pending content parsed first: content is pending while there are no children and
+// the value looks like markup.
+list& children_of(item& element, survey& known) {
+    if (element.children.count == 0 && element.value && *element.value == '<')
+        expand(element, known);
+    return element.children;
+}
+
+template <class Lookup>
+item* walk(item* from, const char* path, Lookup lookup) {
+    for (survey known;; ++known.depth) { // one text, as a rule, all along the path
+        while (*path == '/')
+            ++path;
+        if (*path == 0 || !from)
+            return from;
+        from = lookup(children_of(*from, known), path);
+        while (*path != '/' && *path != 0)
+            ++path;
+    }
+}
+
 } // namespace
 
 item::item(const item& other)
@@ -55,26 +76,6 @@ void item::swap(item& other) noexcept {
     std::swap(attributes, other.attributes);
 }
 
-// Content is pending while there are no children and the value looks like markup.
-list& item::expanded(survey& known) {
-    if (children.count == 0 && value && *value == '<')
-        expand(*this, known);
-    return children;
-}
-
-template <class Lookup>
-item* item::walk(item* from, const char* path, Lookup lookup) {
-    for (survey known;; ++known.depth) { // one text, as a rule, all along the path
-        while (*path == '/')
-            ++path;
-        if (*path == 0 || !from)
-            return from;
-        from = lookup(from->expanded(known), path);
-        while (*path != '/' && *path != 0)
-            ++path;
-    }
-}
-
 item* item::operator[](const char* path) {
     bool created;
     return is_null(this) ? nullptr : get(path, nullptr, created);
@@ -99,7 +100,7 @@ item* item::get(const char* section, const char* key) {
 
 bool item::is_set(const char* child) {
     survey known;
-    return !is_null(this) && find(expanded(known), or_empty(child)) != nullptr;
+    return !is_null(this) && find(children_of(*this, known), or_empty(child)) != nullptr;
 }
 
 item* item::search(const char* wanted) {
@@ -117,7 +118,7 @@ item* item::search(const char* wanted) {
         if (compare_names(wanted, or_empty(at->name)) == 0)
             return at;
         known.depth = open.size();
-        const list& below = at->expanded(known);
+        const list& below = children_of(*at, known);
         if (below.count != 0)
             open.push_back({below.items, below.items + below.count});
         while (!open.empty() && open.back().next == open.back().end)

@@ -8,8 +8,6 @@
 
 namespace xml {
 
-struct survey;
-
 // An element of a document; with its lists empty, an attribute; and, as a set of named children, a
 // dictionary without regard to case.
 //
@@ -88,11 +86,6 @@ private:
     // Gives the item a name and a value in a fresh buffer, with `name` read up to its first
     // delimiter. Children and attributes stay. Both texts may be those of the present buffer.
     void hold(const char* name, const char* value);
-
-    // The children, pending content parsed first.
-    list& expanded(survey& known);
-    template <class Lookup>
-    static item* walk(item* from, const char* path, Lookup lookup);
 };
 
 } // namespace xml
