@@ -7,8 +7,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <string>
-#include <unordered_map>
+#include <map>
 
 namespace xml {
 
@@ -16,18 +15,14 @@ namespace {
 
 constexpr unsigned long none = ~0ul;
 
-// The same for names that compare equal.
-std::string folded(const char* name) {
-    std::string made(name, name_length(name));
-    for (char& c : made)
-        c = static_cast<char>(rank(c));
-    return made;
-}
+struct name_order {
+    bool operator()(const char* a, const char* b) const { return compare_names(a, b) < 0; }
+};
 
 } // namespace
 
 tag_index::tag_index(char* content, char* end) : content_(content), end_(end) {
-    std::unordered_map<std::string, unsigned long> innermost; // open element of each name
+    std::map<const char*, unsigned long, name_order> innermost; // open element of each name
     std::vector<unsigned long> around; // for each element, the open one of its name around it
     for (char* at = content;;) {
         char* const tag = xml::find(at, '<');
@@ -36,7 +31,7 @@ tag_index::tag_index(char* content, char* end) : content_(content), end_(end) {
         if (*tag == 0)
             return;
         if (tag[1] == '/') {
-            const auto open = innermost.find(folded(tag + 2));
+            const auto open = innermost.find(tag + 2);
             if (open != innermost.end() && open->second != none) {
                 elements_[open->second].end = tag;
                 open->second = around[open->second];
@@ -47,7 +42,7 @@ tag_index::tag_index(char* content, char* end) : content_(content), end_(end) {
             at = skip_tag(tag + 1, closed);
             if (closed)
                 continue;
-            unsigned long& open = innermost.try_emplace(folded(tag + 1), none).first->second;
+            unsigned long& open = innermost.try_emplace(tag + 1, none).first->second;
             around.push_back(open);
             open = elements_.size();
             elements_.push_back({tag + 1, at, nullptr, end});
