@@ -2,13 +2,10 @@
 // while it serves.
 #pragma once
 
-#include <arpa/inet.h>
-#include <cstdio>
-#include <cstdlib>
+#include "loopback.hpp"
+
 #include <cstring>
-#include <netinet/in.h>
 #include <string>
-#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 
@@ -20,18 +17,9 @@ public:
     explicit plain_server(const std::string& body)
         : reply_("HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\nContent-Length: " +
                  std::to_string(body.size()) + "\r\n\r\n" + body),
-          listener_(socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        if (bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
-            listen(listener_, 64) != 0) {
-            std::perror("a server on loopback");
-            std::abort();
-        }
-        url_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/service";
+          listener_(bind_loopback(port_)) {
+        require(listen(listener_, 64) == 0, "listen");
+        url_ = "http://127.0.0.1:" + std::to_string(port_) + "/service";
         thread_ = std::thread([this] { serve(); });
     }
     plain_server(const plain_server&) = delete;
@@ -77,6 +65,7 @@ private:
 
     std::string reply_;
     std::string url_;
+    unsigned short port_;
     int listener_;
     char request_[65536];
     std::thread thread_;

@@ -1,6 +1,8 @@
 // A server on loopback whose behaviour a test writes down as a function, connection by connection.
 #pragma once
 
+#include "loopback.hpp"
+
 #include <functional>
 #include <string>
 #include <thread>
@@ -8,8 +10,8 @@
 
 namespace support {
 
-// The server's end of one connection. Everything returns early, and false, once the client has gone
-// or the server is being stopped.
+// The server's end of one connection. Everything returns early once the client has gone or the
+// server is being stopped.
 class peer {
 public:
     peer(int socket, int stop) : socket_(socket), stop_(stop) {}
@@ -18,17 +20,14 @@ public:
     ~peer(); // closes
 
     // Reads a whole request: its head, and as many bytes as that announces.
-    bool read_request();
+    void read_request();
     // Reads `count` bytes.
-    bool read(unsigned long count);
-    bool send(const std::string& bytes);
-    // Sends the bytes one by one, with a pause before each.
-    bool drip(const std::string& bytes, int milliseconds);
-    bool wait(int milliseconds);
-    // Waits until something holds.
-    bool wait_until(const std::function<bool()>& condition);
+    void read(unsigned long count);
+    void send(const std::string& bytes);
+    void wait(int milliseconds);
+    void wait_until(const std::function<bool()>& condition);
     // Does nothing more, with the connection open, until the server is stopped.
-    void stall();
+    void stall() { wait(-1); }
     // Tells the client that nothing more will be sent.
     void half_close();
     // Makes the end of the connection a reset.
@@ -66,14 +65,11 @@ private:
     void serve(int late);
 
     std::vector<script> scripts_;
-    int listener_;
-    int stop_[2];
     unsigned short port_;
+    int listener_;
+    int stop_[2]; // a pipe, in which something stands once the server is to stop
     std::vector<std::string> requests_;
     std::thread thread_;
 };
-
-// Binds a loopback socket to a free port, which it returns.
-int bind_loopback(unsigned short& port);
 
 } // namespace support

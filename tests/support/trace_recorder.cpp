@@ -2,25 +2,16 @@
 
 #include <orv/runtime/trace.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <utility>
 
 namespace {
 
-struct record {
-    std::mutex mutex;
-    bool is_wanted = false;
-    std::vector<traced> lines;
-};
-
-// The library traces before the program is initialised and after it has ended, so this is made on
-// demand and never destroyed.
-record& recorded() {
-    static record& made = *new record;
-    return made;
-}
+// The library traces before the program is initialised and after it has ended, so neither of these
+// is ever made or destroyed.
+std::mutex mutex;
+std::vector<traced>* lines; // null if nobody wants them
 
 } // namespace
 
@@ -30,15 +21,16 @@ void ORV_traceV(unsigned code, const char* format, va_list args) {
     std::string text(static_cast<unsigned>(std::vsnprintf(nullptr, 0, format, again)), '\0');
     va_end(again);
     std::vsnprintf(text.data(), text.size() + 1, format, args);
-    const std::lock_guard<std::mutex> lock(recorded().mutex);
-    if (recorded().is_wanted)
-        recorded().lines.push_back({code, std::move(text), format});
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (lines)
+        lines->push_back({code, std::move(text), format});
 }
 
 std::vector<traced> take_traces() {
-    const std::lock_guard<std::mutex> lock(recorded().mutex);
-    recorded().is_wanted = true;
-    return std::exchange(recorded().lines, {});
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (!lines)
+        lines = new std::vector<traced>;
+    return std::exchange(*lines, {});
 }
 
 std::vector<std::string> take_trace_texts() {
@@ -51,33 +43,14 @@ std::vector<std::string> take_trace_texts() {
 namespace support {
 
 trace_recorder::~trace_recorder() {
-    take_traces();
-    const std::lock_guard<std::mutex> lock(recorded().mutex);
-    recorded().is_wanted = false;
-}
-
-std::vector<traced> trace_recorder::entries() const {
-    const std::lock_guard<std::mutex> lock(recorded().mutex);
-    return recorded().lines;
-}
-
-std::string trace_recorder::text() const {
-    std::string all;
-    for (const traced& line : entries())
-        all += line.text;
-    return all;
-}
-
-unsigned long trace_recorder::count(const std::string& format) const {
-    unsigned long found = 0;
-    for (const traced& line : entries())
-        found += line.format == format;
-    return found;
+    const std::lock_guard<std::mutex> lock(mutex);
+    delete std::exchange(lines, nullptr);
 }
 
 long trace_recorder::sum(const std::string& format) const {
+    const std::lock_guard<std::mutex> lock(mutex);
     long total = 0;
-    for (const traced& line : entries()) {
+    for (const traced& line : *lines) {
         if (line.format == format)
             total += std::atol(line.text.c_str() + format.find('%'));
     }

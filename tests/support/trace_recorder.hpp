@@ -20,8 +20,8 @@ std::vector<std::string> take_trace_texts();
 
 namespace support {
 
-// The traces that are made while it lives, of all threads and for any of them to ask for. One at a
-// time, and `take_traces` not meanwhile.
+// Counts what is traced while it lives, by all threads and for any of them to ask for. One at a
+// time; `take_traces` begins it anew.
 class trace_recorder {
 public:
     trace_recorder() { take_traces(); }
@@ -29,11 +29,6 @@ public:
     trace_recorder& operator=(const trace_recorder&) = delete;
     ~trace_recorder(); // ends the record
 
-    std::vector<traced> entries() const;
-    // The texts one behind the other.
-    std::string text() const;
-    // How many traces were made with that format.
-    unsigned long count(const std::string& format) const;
     // The sum of the numbers in the traces of that format, which has one "%d".
     long sum(const std::string& format) const;
 };
