@@ -32,15 +32,12 @@ public:
         calls.push_back(std::to_string(step));
         if (stops) {
             EXPECT_TRUE(stop()); // only asks
+            EXPECT_TRUE(started());
         }
         return returned_.at(calls.size() - 2);
     }
     void onStop() override { calls.push_back(isRunning ? "stop, still running" : "stop"); }
 
-    unsigned long run() {
-        isRunning = true;
-        return reinterpret_cast<unsigned long>(thread_func(this));
-    }
     bool started() const { return handle != pthread_t{}; }
     void wait_for_the_end() const {
         while (isRunning)
@@ -58,46 +55,40 @@ TEST(Thread, StepsReceiveWhatTheOneBeforeReturned) {
     const struct {
         std::vector<int> returned;
         std::vector<std::string> calls;
+        bool stops;
     } rows[] = {
-        {{-1}, {"init", "0", "stop"}},
-        {{0, 1, 2, -5}, {"init", "0", "0", "1", "2", "stop"}},
-        {{INT_MAX, INT_MIN}, {"init", "0", std::to_string(INT_MAX), "stop"}},
+        {{0, 1, 2, -5}, {"init", "0", "0", "1", "2", "stop"}, false},
+        {{INT_MAX, INT_MIN}, {"init", "0", std::to_string(INT_MAX), "stop"}, false},
+        {{3, 3}, {"init", "0", "stop"}, true},
     };
     for (const auto& row : rows) {
-        worker here(row.returned), there(row.returned);
-        EXPECT_EQ(here.run(), 0u);
-        EXPECT_EQ(here.calls, row.calls);
-        there.start();
-        there.wait_for_the_end();
-        EXPECT_TRUE(there.started()); // till it is joined
-        EXPECT_TRUE(there.stop());
-        EXPECT_FALSE(there.started());
-        EXPECT_EQ(there.calls, row.calls);
+        worker thread(row.returned);
+        thread.stops = row.stops;
+        EXPECT_TRUE(thread.stop()); // there is none
+        thread.start();
+        thread.wait_for_the_end();
+        EXPECT_TRUE(thread.started()); // till it is joined
+        EXPECT_TRUE(thread.stop());
+        EXPECT_FALSE(thread.started());
+        EXPECT_EQ(thread.calls, row.calls);
     }
 }
 
 TEST(Thread, ExitValues) {
-    struct loop : worker {
+    struct loop : ORV::thread {
         int onRun() override { return result; }
+        unsigned long run(bool started) {
+            isRunning = started;
+            return reinterpret_cast<unsigned long>(thread_func(this));
+        }
         int result = 0;
     } thread;
     for (int result : {0, 7, -1, INT_MIN}) {
         thread.result = result;
-        EXPECT_EQ(thread.run(), static_cast<unsigned>(result)); // 32 bits
+        EXPECT_EQ(thread.run(true), static_cast<unsigned>(result)); // 32 bits
+        EXPECT_EQ(thread.run(false), 0xFFFFFFFF);
     }
-    thread.calls.clear();
-    EXPECT_EQ(ORV::thread::thread_func(&thread), reinterpret_cast<void*>(0xFFFFFFFF));
     EXPECT_EQ(ORV::thread::thread_func(nullptr), reinterpret_cast<void*>(0xFFFFFFFF));
-    EXPECT_TRUE(thread.calls.empty());
-}
-
-TEST(Thread, StopFromWithinAStep) {
-    worker thread({3, 3, 3});
-    thread.stops = true;
-    thread.start();
-    thread.wait_for_the_end();
-    EXPECT_TRUE(thread.stop());
-    EXPECT_EQ(thread.calls, (std::vector<std::string>{"init", "0", "stop"}));
 }
 
 TEST(Thread, StopWaitsForTheStepAndStartStopsTheOneBefore) {
@@ -109,18 +100,14 @@ TEST(Thread, StopWaitsForTheStepAndStartStopsTheOneBefore) {
             calls.push_back(pthread_equal(pthread_self(), main_thread) ? "here" : "there");
             return 0;
         }
-        void start_and_wait() {
-            steps = 0;
-            start();
-            while (steps == 0)
-                std::this_thread::yield();
-        }
         std::atomic<int> steps{0};
         pthread_t main_thread = pthread_self();
     } thread;
-    EXPECT_TRUE(thread.stop()); // there is none
-    thread.start_and_wait();
-    thread.start_and_wait();
+    for (int started = 1; started <= 2; ++started) {
+        thread.start();
+        while (thread.steps < started)
+            std::this_thread::yield();
+    }
     EXPECT_TRUE(thread.stop());
     EXPECT_EQ(thread.calls,
               (std::vector<std::string>{"init", "there", "stop", "init", "there", "stop"}));
@@ -142,17 +129,17 @@ TEST(Thread, TheNudge) {
 
 TEST(Critical, ExcludesOthers) {
     ORV::critical lock;
-    long count = 0; // unguarded but by the lock
-    const auto add = [&] {
-        for (int i = 0; i < 100000; ++i) {
-            const std::lock_guard<ORV::critical> guard(lock);
-            ++count;
-        }
-    };
-    std::thread a(add), b(add);
-    a.join();
-    b.join();
-    EXPECT_EQ(count, 200000);
+    std::atomic<bool> entered{false};
+    lock.lock();
+    std::thread other([&] {
+        const std::lock_guard<ORV::critical> guard(lock);
+        entered = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(entered);
+    lock.unlock();
+    other.join();
+    EXPECT_TRUE(entered);
 }
 
 TEST(Trace, CodesTextsAndOrder) {
@@ -177,7 +164,7 @@ std::string text_of(const ORV_text& text) {
 }
 
 TEST(Trace, GivenNamesAreCut) {
-    for (unsigned long length : {0ul, 1ul, 254ul, 255ul, 256ul, 300ul}) {
+    for (unsigned long length : {0ul, 254ul, 255ul, 256ul}) {
         ORV_traceInit(std::string(length, 'n').c_str(), std::string(length, 'p').c_str());
         EXPECT_EQ(text_of(ORV_TraceAppName), std::string(std::min(length, 255ul), 'n'));
         EXPECT_EQ(text_of(ORV_TracePath), std::string(std::min(length, 255ul), 'p'));
@@ -189,12 +176,10 @@ TEST(Trace, GivenNamesAreCut) {
 
 // Both answers are kept for the life of a process, so each row has one of its own.
 TEST(Identity, DirectoryAndNameOfAPath) {
-    const std::string long_name(300, 'n'), d(250, 'd');
+    const std::string n(300, 'n'), d(250, 'd');
     const struct {
         std::string path, directory, name, logs;
     } rows[] = {
-        {"/A/B.app/Contents/MacOS/Tool", "/A/B.app/Contents/MacOS", "Tool",
-         "/A/B.app/Contents/MacOS/logs"},
         {"/bin/tool.beta.bin", "/bin", "tool.beta", "/bin/logs"},
         {"/x.y/tool", "/x.y", "tool", "/x.y/logs"},
         {"/x.y/.tool", "/x.y", "", "/x.y/logs"},
@@ -203,24 +188,19 @@ TEST(Identity, DirectoryAndNameOfAPath) {
         {"", "", "", "/logs"},
         {"C:\\dir.d\\tool.exe", "C:\\dir.d", "tool", "C:\\dir.d/logs"},
         {"Disk:tool", "Disk", "tool", "Disk/logs"},
-        {"/dir/", "/dir", "", "/dir/logs"},
-        {"/" + long_name, "", long_name.substr(0, 253), "/logs"},
-        {"/a/" + long_name.substr(0, 249) + ".b", "/a", long_name.substr(0, 249), "/a/logs"},
-        {"/a/" + long_name.substr(0, 251) + ".b", "/a", long_name.substr(0, 251), "/a/logs"},
+        {"/" + n, "", n.substr(0, 253), "/logs"},
+        {"/a/" + n.substr(0, 249) + ".b", "/a", n.substr(0, 249), "/a/logs"},
+        {"/a/" + n.substr(0, 251) + ".b", "/a", n.substr(0, 251), "/a/logs"},
         {"/" + d + "/t", "/" + d, "t", "/" + d + "/log"},
-        {"/" + d + "d/t", "/" + d + "d", "t", "/" + d + "d/lo"},
         {"/" + d + "dd/t", "/" + d + "dd", "", "/" + d + "dd/l"},
     };
     for (const auto& row : rows) {
         executable = row.path;
         const auto matches = [&row] {
             ORV_traceInit(nullptr, nullptr);
-            const char* const directory = ORV_getAppPath();
-            const char* const name = ORV_getAppName();
             executable = "/another/one"; // is not asked for again
-            return directory == row.directory && name == row.name &&
-                   text_of(ORV_TraceAppName) == row.name && text_of(ORV_TracePath) == row.logs &&
-                   ORV_getAppPath() == directory && ORV_getAppName() == name;
+            return ORV_getAppPath() == row.directory && ORV_getAppName() == row.name &&
+                   text_of(ORV_TraceAppName) == row.name && text_of(ORV_TracePath) == row.logs;
         };
         EXPECT_EXIT(_exit(matches() ? 0 : 1), testing::ExitedWithCode(0), "") << row.path;
     }
