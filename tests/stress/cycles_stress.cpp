@@ -2,10 +2,10 @@
 // memory. A cycle that saves pauses for a tenth of a second, so there are fewer of these.
 //
 //     cycles_stress [CYCLES] [SAVING CYCLES]
+#include "../support/temporary_directory.hpp"
 #include "footprint.hpp"
 #include "settings.hpp"
 
-#include <filesystem>
 #include <string>
 
 namespace {
@@ -36,11 +36,10 @@ bool cycle(const char* path, long cycles, bool save) {
         if (i == settled)
             first = last;
     }
-    std::printf(
-        "%6ld cycles %s: after %ld and after all of them, descriptors %d and %d, threads %d "
-        "and %d, resident KB %ld and %ld\n",
-        cycles, save ? "with a save" : "without one", settled, first.files, last.files,
-        first.threads, last.threads, first.resident, last.resident);
+    std::printf("%6ld cycles %s: after %ld and after all of them, descriptors %ld and %ld, threads "
+                "%ld and %ld, resident KB %ld and %ld\n",
+                cycles, save ? "with a save" : "without one", settled, first.files, last.files,
+                first.threads, last.threads, first.resident, last.resident);
     return first.files == last.files && first.threads == last.threads &&
            (!stress::memory_counts || last.resident - first.resident <= allowed_growth);
 }
@@ -50,15 +49,12 @@ bool cycle(const char* path, long cycles, bool save) {
 int main(int argc, char** argv) {
     const long cycles = argc > 1 ? std::atol(argv[1]) : 10000;
     const long saving = argc > 2 ? std::atol(argv[2]) : 200;
-    std::string directory = (std::filesystem::temp_directory_path() / "orv-cycles-XXXXXX").string();
-    if (!mkdtemp(directory.data()))
-        return 2;
-    const std::string path = directory + "/app.settings";
+    const temporary_directory directory;
+    const std::string path = directory.file();
     ORV_open(path.c_str(), stress::key_text);
     stress::set_all(1);
     ORV_close();
     const bool kept = cycle(path.c_str(), cycles, false) && cycle(path.c_str(), saving, true);
-    std::filesystem::remove_all(directory);
     std::puts(kept ? "no growth" : "FAILED");
     return kept ? 0 : 1;
 }

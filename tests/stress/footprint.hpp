@@ -1,49 +1,34 @@
 // What this process takes of the machine.
 #pragma once
 
-#include <cstdio>
-#include <dirent.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <unistd.h>
 
 namespace stress {
 
-inline int entries_of(const char* directory) {
-    DIR* open = opendir(directory);
-    if (!open)
-        return -1;
-    int count = -3; // ".", "..", and the descriptor that this takes
-    while (readdir(open))
-        ++count;
-    closedir(open);
-    return count;
+inline long entries_of(const char* directory) {
+    return std::distance(std::filesystem::directory_iterator(directory), {});
 }
 
 struct footprint {
     long resident; // KB
-    int files;     // open descriptors
-    int threads;
+    long files;    // open descriptors
+    long threads;
 
     static footprint now() {
         long pages = 0;
-        if (std::FILE* from = std::fopen("/proc/self/statm", "r")) {
-            if (std::fscanf(from, "%*d %ld", &pages) != 1)
-                pages = 0;
-            std::fclose(from);
-        }
-        return {pages * sysconf(_SC_PAGESIZE) / 1024, entries_of("/proc/self/fd"),
-                entries_of("/proc/self/task") + 1};
+        std::ifstream("/proc/self/statm") >> pages >> pages; // the second number
+        return {pages * sysconf(_SC_PAGESIZE) / 1024,
+                entries_of("/proc/self/fd") - 1, // without the one that this takes
+                entries_of("/proc/self/task")};
     }
 };
 
 // The sanitizers hold memory back and have threads of their own, so sizes mean nothing there.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef ORV_SANITIZED
 constexpr bool memory_counts = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool memory_counts = false;
-#else
-constexpr bool memory_counts = true;
-#endif
 #else
 constexpr bool memory_counts = true;
 #endif

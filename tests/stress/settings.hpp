@@ -5,54 +5,33 @@
 #include <orv/orv.hpp>
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <functional>
+#include <string>
 
 namespace stress {
 
 constexpr char key_text[] = "a key text of which 32 bytes count";
 constexpr char section[] = "stress/settings";
 constexpr int setting_count = 300;
-constexpr int value_size = 128;
 
-inline void write_name(char* to, int index) { std::snprintf(to, 16, "key%03d", index); }
-
-inline unsigned check_of(const char* bytes, unsigned long count) {
-    unsigned hash = 2166136261u; // FNV-1a
-    for (unsigned long i = 0; i < count; ++i)
-        hash = (hash ^ static_cast<unsigned char>(bytes[i])) * 16777619u;
-    return hash;
-}
+inline std::string name_of(int index) { return "key" + std::to_string(100 + index); }
 
 // Lengths depend on the writer's stamp, so that the files of two writers differ in size.
-inline void write_value(char* to, unsigned stamp, int index) {
-    const int length =
-        std::snprintf(to, value_size, "%u.%d.%.*s.", stamp, index, static_cast<int>(stamp % 41),
-                      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ");
-    const unsigned long so_far = static_cast<unsigned long>(length);
-    std::snprintf(to + so_far, value_size - so_far, "%08x", check_of(to, so_far));
+inline std::string value_of(unsigned stamp, int index) {
+    const std::string text = std::to_string(stamp) + "." + std::to_string(index) + "." +
+                             std::string(stamp % 41, 'x') + ".";
+    return text + std::to_string(std::hash<std::string>()(text));
 }
 
 // The stamp of a value that is whole and belongs to `index`; 0 for any other text.
 inline unsigned stamp_of(const char* value, int index) {
-    const char* const end = std::strrchr(value, '.');
-    unsigned stamp;
-    int found;
-    if (!end || std::sscanf(value, "%u.%d.", &stamp, &found) != 2 || found != index)
-        return 0;
-    char expected[value_size];
-    write_value(expected, stamp, index);
-    return std::strcmp(value, expected) == 0 ? stamp : 0;
+    const unsigned stamp = static_cast<unsigned>(std::strtoul(value, nullptr, 10));
+    return value_of(stamp, index) == value ? stamp : 0;
 }
 
 inline void set_all(unsigned stamp) {
-    for (int i = 0; i < setting_count; ++i) {
-        char name[16];
-        char value[value_size];
-        write_name(name, i);
-        write_value(value, stamp, i);
-        ORVSC_SetString(section, name, value);
-    }
+    for (int i = 0; i < setting_count; ++i)
+        ORVSC_SetString(section, name_of(i).c_str(), value_of(stamp, i).c_str());
 }
 
 struct findings {
@@ -74,13 +53,11 @@ struct findings {
 inline findings look_through_store() {
     findings found;
     for (int i = 0; i < setting_count; ++i) {
-        char name[16];
-        char value[value_size + 1];
-        int size = value_size;
-        write_name(name, i);
+        char value[129];
+        int size = sizeof value - 1;
         const char missing[] = "?";
-        ORVSC_GetString(section, name, value, &size, missing);
-        found.note(std::strcmp(value, missing) == 0 ? nullptr : value, i);
+        ORVSC_GetString(section, name_of(i).c_str(), value, &size, missing);
+        found.note(std::string(value) == missing ? nullptr : value, i);
     }
     return found;
 }
@@ -99,14 +76,11 @@ struct file_content {
         config.changed = true; // a load that gets as far as the document clears it
         loads = config.readV();
         incomplete = !loads && !config.changed;
-        ORV::xfile file;
-        char byte;
-        empty = !file.open(path, "rb") || std::fread(&byte, 1, 1, file.handle) == 0;
         config.changed = false;
+        ORV::xfile file;
+        empty = !file.open(path, "rb") || std::fgetc(file.handle) == EOF;
         for (int i = 0; i < setting_count; ++i) {
-            char name[16];
-            write_name(name, i);
-            const xml::item* setting = config.doc.get(section, name);
+            const xml::item* setting = config.doc.get(section, name_of(i).c_str());
             found.note(setting ? setting->value : nullptr, i);
         }
     }

@@ -8,14 +8,15 @@
 //     host that runs: whatever a host has seen or set once is there, whole, until it closes;
 //   - the next save leaves a whole file.
 //
-//     store_stress [--seconds N] [--hosts N] [--seed N]
+//     store_stress [SECONDS] [HOSTS] [SEED]
+#include "../support/temporary_directory.hpp"
 #include "footprint.hpp"
 #include "settings.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <sys/mman.h>
@@ -36,10 +37,8 @@ constexpr int rounds_to_settle = 3;   // before memory is compared
 
 // In memory that all processes share; what a killed host has counted stays.
 struct board {
-    number stop;
-    number rounds;
-    // What ORV_open said.
-    number loaded, fresh, unreadable, refused;
+    number stop, rounds;
+    number opened[4]; // by what ORV_open said
     // What hosts did and met.
     number saves, undone_by_reload, gone_after_save, looks;
     number slowest_open, slowest_close; // milliseconds
@@ -92,9 +91,7 @@ private:
         live();
         const int result = ORV_open(path_, stress::key_text);
         raise_to(shared->slowest_open, milliseconds() - sign_of_life_);
-        number* const counts[] = {&shared->refused, &shared->loaded, &shared->fresh,
-                                  &shared->unreadable};
-        ++*counts[result];
+        ++shared->opened[result];
         stamp_ = 0;
         complete_ = result == ORV_OPEN_LOADED;
         look();
@@ -127,13 +124,10 @@ private:
         ORV_close();
         raise_to(shared->slowest_close, milliseconds() - sign_of_life_);
         live();
-        if (undone) {
-            ++shared->undone_by_reload;
-        } else if (changed) {
-            ++shared->saves;
-            if (stress::file_content(path_).found.first_stamp != stamp_)
-                ++shared->gone_after_save;
-        }
+        shared->undone_by_reload += undone;
+        shared->saves += changed && !undone;
+        if (changed && !undone && stress::file_content(path_).found.first_stamp != stamp_)
+            ++shared->gone_after_save;
     }
 
     void compare(int round) {
@@ -142,11 +136,10 @@ private:
             settled_ = now;
         if (round <= rounds_to_settle)
             return;
-        if (now.files > settled_.files || now.threads > settled_.threads)
-            ++shared->grown;
         const long growth = now.resident - settled_.resident;
         raise_to(shared->largest_growth, growth);
-        if (stress::memory_counts && growth > allowed_growth)
+        if (now.files > settled_.files || now.threads > settled_.threads ||
+            (stress::memory_counts && growth > allowed_growth))
             ++shared->grown;
     }
 
@@ -267,41 +260,28 @@ void print(const char* what, long count) { std::printf("  %-58s %9ld\n", what, c
 } // namespace
 
 int main(int argc, char** argv) {
-    long seconds = 60;
-    int hosts = 20;
-    unsigned seed = static_cast<unsigned>(getpid());
-    for (int i = 1; i + 1 < argc; i += 2) {
-        const std::string option = argv[i];
-        const long value = std::atol(argv[i + 1]);
-        if (option == "--seconds")
-            seconds = value;
-        else if (option == "--hosts" && value > 0 && value <= most_hosts)
-            hosts = static_cast<int>(value);
-        else if (option == "--seed")
-            seed = static_cast<unsigned>(value);
-    }
+    const long seconds = argc > 1 ? std::atol(argv[1]) : 60;
+    const int hosts = argc > 2 ? std::clamp(std::atoi(argv[2]), 1, most_hosts) : 20;
+    const unsigned seed = static_cast<unsigned>(argc > 3 ? std::atol(argv[3]) : getpid());
     shared = new (mmap(nullptr, sizeof(board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
                        -1, 0)) board;
-    std::string directory = (std::filesystem::temp_directory_path() / "orv-stress-XXXXXX").string();
-    if (!mkdtemp(directory.data()))
-        return 2;
-    const std::string path = directory + "/app.settings";
+    const temporary_directory directory;
+    const std::string path = directory.file();
 
     std::printf("%d hosts on one file for %ld seconds, one killed every second (seed %u)\n", hosts,
                 seconds, seed);
     std::fflush(stdout);
     supervise(path.c_str(), hosts, seconds, seed);
     const bool whole_at_last = save_leaves_whole_file(path.c_str());
-    std::filesystem::remove_all(directory);
 
     print("hosts killed", counted.kills);
     print("files cut short by us", counted.cuts);
     print("files overwritten by us", counted.overwrites);
     std::printf(" hosts\n");
     print("rounds of open, watch, close", shared->rounds);
-    print("opened: loaded", shared->loaded);
-    print("opened: new", shared->fresh);
-    print("opened: unreadable", shared->unreadable);
+    print("opened: loaded", shared->opened[ORV_OPEN_LOADED]);
+    print("opened: new", shared->opened[ORV_OPEN_NEW]);
+    print("opened: unreadable", shared->opened[ORV_OPEN_UNREADABLE]);
     print("changed and saved", shared->saves);
     print("  of these gone again when looked for at once", shared->gone_after_save);
     print("changed, and undone by a reload before the save", shared->undone_by_reload);
@@ -317,23 +297,18 @@ int main(int argc, char** argv) {
     print("not ours", counted.foreign);
 
     std::printf(" promises broken\n");
-    const struct {
-        const char* what;
-        long count;
-    } broken[] = {
-        {"hosts that crashed", counted.crashes},
-        {"hosts that hung", counted.hangs},
-        {"hosts that grew", shared->grown},
-        {"opens refused", shared->refused},
-        {"settings that a running host lost", shared->missing},
-        {"settings that a running host saw damaged", shared->damaged},
-        {"files that were mixed and loaded all the same", counted.mixed},
-        {"saves at the end that left no whole file", whole_at_last ? 0 : 1},
-    };
     bool kept = true;
-    for (const auto& promise : broken) {
-        print(promise.what, promise.count);
-        kept = kept && promise.count == 0;
-    }
+    const auto promise = [&](const char* what, long broken) {
+        print(what, broken);
+        kept = kept && broken == 0;
+    };
+    promise("hosts that crashed", counted.crashes);
+    promise("hosts that hung", counted.hangs);
+    promise("hosts that grew", shared->grown);
+    promise("opens refused", shared->opened[ORV_OPEN_REFUSED]);
+    promise("settings that a running host lost", shared->missing);
+    promise("settings that a running host saw damaged", shared->damaged);
+    promise("files that were mixed and loaded all the same", counted.mixed);
+    promise("saves at the end that left no whole file", whole_at_last ? 0 : 1);
     return kept ? 0 : 1;
 }

@@ -3,10 +3,10 @@
 // at some moment in between, is counted. Fails if a file was mixed and loads all the same.
 //
 //     writers_stress [ROUNDS] [MILLISECONDS BETWEEN SAVES AT MOST]
+#include "../support/temporary_directory.hpp"
 #include "settings.hpp"
 
 #include <atomic>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <sys/mman.h>
@@ -57,11 +57,8 @@ int main(int argc, char** argv) {
     const unsigned between = static_cast<unsigned>(argc > 2 ? std::atol(argv[2]) : 100);
     shared = new (mmap(nullptr, sizeof(board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
                        -1, 0)) board;
-    std::string directory =
-        (std::filesystem::temp_directory_path() / "orv-writers-XXXXXX").string();
-    if (!mkdtemp(directory.data()))
-        return 2;
-    const std::string path = directory + "/app.settings";
+    const temporary_directory directory;
+    const std::string path = directory.file();
     std::fflush(stdout);
     for (unsigned writer = 0; writer < 2; ++writer) {
         if (fork() == 0) {
@@ -95,7 +92,6 @@ int main(int argc, char** argv) {
     }
     while (wait(nullptr) > 0) {
     }
-    std::filesystem::remove_all(directory);
     std::printf("%u rounds of two processes that save within %u ms of each other\n"
                 "  the file holds one of the documents, whole      %6ld (%ld and %ld)\n"
                 "  the file does not load                          %6ld\n"
