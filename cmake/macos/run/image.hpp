@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Throws std::runtime_error for a file that is not a library for x86-64 or uses what is not handled
@@ -29,22 +30,17 @@ public:
     }
 
 private:
-    struct part {
-        std::uint64_t address;
-        std::uint64_t size;
-    };
-
     void* exported(const std::string& name) const;
     void map();
     void rebase(std::uint32_t offset, std::uint32_t size) const;
     void bind(std::uint32_t offset, std::uint32_t size,
               const std::function<void*(const std::string& name)>& import) const;
-    void read_symbols(std::uint32_t offset, std::uint32_t count, std::uint32_t strings);
 
     std::string file_;
     char* base_ = nullptr;
     std::uint64_t size_ = 0;
-    std::vector<part> segments_;
-    std::vector<part> initialisers_;
-    std::map<std::string, std::uint64_t> exports_;
+    std::vector<char*> segments_;
+    std::vector<std::pair<char*, std::uint64_t>>
+        initialisers_; // tables of pointers, and their sizes
+    std::map<std::string, char*> exports_;
 };

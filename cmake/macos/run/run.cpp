@@ -5,6 +5,7 @@
 // It shows that what the cross compiler made works: initialiser and finaliser, identity by the
 // bundle services, the store and its worker, the web-service client. It shows nothing about the
 // system libraries of macOS.
+#include "../../../tests/support/plain_server.hpp"
 #include "image.hpp"
 #include "stand_ins.hpp"
 
@@ -14,10 +15,8 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <netinet/in.h>
 #include <sstream>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 
@@ -104,7 +103,7 @@ void check_worker(const library& orv, const char* path, const std::string& file)
     other.open(file.c_str(), key);
     other.set_int("window", "width", 1024);
     other.close();
-    for (int i = 0; i < 60 && orv.get_int("window", "width", 0) == 800; ++i)
+    for (int i = 0; i < 200 && orv.get_int("window", "width", 0) == 800; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     check("change by another", orv.get_int("window", "width", 0), 1024);
 }
@@ -131,65 +130,22 @@ struct document : object<xml::root> {
     }
 };
 
-// Listens on a port of its own and answers one request.
-class server {
-public:
-    server() : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            listen(socket_, SOMAXCONN) != 0 ||
-            getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size) != 0)
-            throw std::runtime_error("no port to listen on");
-        port_ = ntohs(address.sin_port);
-        thread_ = std::thread([this] { answer(); });
-    }
-    ~server() {
-        thread_.join();
-        close(socket_);
-    }
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/sum"; }
-
-private:
-    void answer() const {
-        const int client = accept(socket_, nullptr, nullptr);
-        char request[4096];
-        std::string seen;
-        while (seen.find("<ask") == std::string::npos) {
-            const ssize_t count = recv(client, request, sizeof request, 0);
-            if (count <= 0)
-                break;
-            seen.append(request, static_cast<std::size_t>(count));
-        }
-        const char reply[] = "HTTP/1.1 200 OK\r\nContent-Length: 21\r\n\r\n"
-                             "<told><a>5</a></told>";
-        send(client, reply, sizeof reply - 1, MSG_NOSIGNAL);
-        close(client);
-    }
-
-    int socket_;
-    int port_ = 0;
-    std::thread thread_;
-};
-
 void check_transport(const library& orv) {
     auto* const request = orv.find<decltype(ORV::http::request)>(
         "_ZN3ORV4http7requestEPKcRN3xml4rootES5_S5_S5_R5str_tl");
     auto* const value = orv.find<xml::item*(xml::item*, const char*)>("_ZN3xml4itemixEPKc");
     document header(orv, "header"), body(orv, "ask"), reply_header(orv, "header"), reply(orv, "");
     object<str_t> reason(orv, "_ZN5str_tD1Ev");
-    const server one;
+    const support::plain_server server("<told><a>5</a></told>");
     const auto post = [&](long budget) {
-        return request(one.url().c_str(), *header, *body, *reply_header, *reply, *reason, budget);
+        return request(server.url(), *header, *body, *reply_header, *reply, *reason, budget);
     };
     check("request", post(500), 1);
     check("its status", (*reason).c_str(), "200 OK");
     check("the reply's value", value(&*reply, "a")->value, "5");
 
     stand_ins::peer_hung_up = true; // whose signal would end this process
-    check("server hangs up", post(2), 0);
+    check("server hangs up", post(20), 0);
     const std::string why = (*reason).c_str();
     const char expected[] = "Can't recv data from  server 127.0.0.1";
     check("the reason", why.substr(std::min(why.size(), why.find(expected)), sizeof expected - 1),
