@@ -167,7 +167,7 @@ std::string documented_request() {
 
 TEST(Request, IsTheDocumentedExample) {
     call c;
-    c.header["SOAPAction"]->setText("\"urn:add\"");
+    c.header.setText("<SOAPAction>\"urn:add\"</SOAPAction>"); // names end at a ">"
     c.body["soap:Body/add/a"]->setText("2");
     c.body["soap:Body/add/b"]->setText("3");
     const std::regex host("calculator.example:8080");
