@@ -262,9 +262,9 @@ TEST(Exchange, ByEveryKindOfServer) {
     };
     const script closes = [](peer&) {};
     const script stalls = [](peer& client) { client.stall(); };
-    std::string lines;
+    std::string lines; // of few names, as each new one takes the thread sanitizer long
     for (int line = 0; line < 500000; ++line)
-        lines += "x" + std::to_string(line) + ":\r\n";
+        lines += "x" + std::to_string(line % 100) + ":\r\n";
     const std::string with_nul = head + "4\r\n\r\n<a" + '\0' + ">";
     const exchange rows[] = {
         {"answers at once", plenty, {answers(ok)}, 1, "200 OK"},
