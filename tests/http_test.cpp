@@ -15,7 +15,6 @@
 #include <filesystem>
 #include <malloc.h>
 #include <netdb.h>
-#include <regex>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
@@ -149,20 +148,24 @@ TEST(Url, NoneIsReportedInTheReplyHeader) {
 
 // ---- The request
 
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (auto at = text.find(from); at != text.npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
 // What the server receives, with PORT for its port.
 std::string posted(call& c, const std::string& path) {
     scripted_server server({answers(ok)});
     EXPECT_EQ(c.post(server.url(path)), 1) << c.error.c_str();
-    const std::regex port(":" + std::to_string(server.port()) + "\r\n");
-    return std::regex_replace(server.stop().at(0), port, ":PORT\r\n");
+    return replaced(server.stop().at(0), ":" + std::to_string(server.port()) + "\r", ":PORT\r");
 }
 
 // The example of the page on the transport, between lines of three backquotes.
 std::string documented_request() {
     const std::string page = read_file(ORV_SOURCE_DIR "/docs/transport.md"), mark = "```request\n";
     const auto begin = page.find(mark) + mark.size();
-    const std::string example = page.substr(begin, page.find("\n```", begin) - begin);
-    return std::regex_replace(example, std::regex("\n"), "\r\n");
+    return replaced(page.substr(begin, page.find("\n```", begin) - begin), "\n", "\r\n");
 }
 
 TEST(Request, IsTheDocumentedExample) {
@@ -170,9 +173,8 @@ TEST(Request, IsTheDocumentedExample) {
     c.header.setText("<SOAPAction>\"urn:add\"</SOAPAction>"); // names end at a ">"
     c.body["soap:Body/add/a"]->setText("2");
     c.body["soap:Body/add/b"]->setText("3");
-    const std::regex host("calculator.example:8080");
     EXPECT_EQ(posted(c, "/calculator"),
-              std::regex_replace(documented_request(), host, "127.0.0.1:PORT"));
+              replaced(documented_request(), "calculator.example:8080", "127.0.0.1:PORT"));
 }
 
 TEST(Request, LinesGoOutAsTheyStandAndServeAgain) {
