@@ -35,6 +35,7 @@ void expand(item& element, survey& known) {
     // The content goes also if memory runs out: cut up, it is none any more, and saved as such it
     // would spoil the document around it.
     char* at = std::exchange(element.value, nullptr);
+    unsigned long references = 0;
     do {
         item& next = found.append();
         at = read_tag(next, at, end, known);
@@ -42,16 +43,11 @@ void expand(item& element, survey& known) {
             found.drop_last();
             break;
         }
+        references += 1 + next.attributes.count;
     } while (at && *at != 0);
     found.finish(element.children);
-    if (!element.buffer)
-        return;
-    unsigned long references = element.children.count;
-    for (unsigned long i = 0; i < element.children.count; ++i) {
-        // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.Assign): items have been moved bytewise
-        references += element.children.items[i].attributes.count;
-    }
-    element.buffer->refs.fetch_add(references, std::memory_order_relaxed);
+    if (element.buffer)
+        element.buffer->refs.fetch_add(references, std::memory_order_relaxed);
 }
 
 collector::~collector() {
@@ -79,12 +75,12 @@ void collector::drop_last() {
 }
 
 void collector::grow() {
-    item* larger = allocate_items(2 * room_);
+    item* larger = allocate_items(growth * room_);
     move_items(larger, items_, count_);
     if (room_ != few)
         free_items(items_);
     items_ = larger;
-    room_ *= 2;
+    room_ *= growth;
 }
 
 namespace {

@@ -36,6 +36,7 @@ private:
 
     // A start tag has few attributes; they do not go through the heap twice.
     static constexpr unsigned long few = 8;
+    static constexpr unsigned long growth = 4; // the array lives but shortly
     buffer* source_;
     alignas(item) unsigned char local_[few * sizeof(item)];
     item* items_ = reinterpret_cast<item*>(local_);
