@@ -170,7 +170,7 @@ std::string documented_request() {
 
 TEST(Request, IsTheDocumentedExample) {
     call c;
-    c.header.setText("<SOAPAction>\"urn:add\"</SOAPAction>"); // names end at a ">"
+    c.header["SOAPAction"]->setText("\"urn:add\"");
     c.body["soap:Body/add/a"]->setText("2");
     c.body["soap:Body/add/b"]->setText("3");
     EXPECT_EQ(posted(c, "/calculator"),
@@ -181,8 +181,8 @@ TEST(Request, LinesGoOutAsTheyStandAndServeAgain) {
     call c;
     c.header["user-agent"]->setText("mine"); // no second one
     c.header["error"]->setText("of an earlier call");
-    c.header["X-Two"]->setText("a\r\nX-Injected: b");
-    c.header["Pragma/nested"]->setText("x"); // there, without a text of its own
+    c.header["X-Two=2"]->setText("a\r\nX-Injected: b"); // a name ends at its delimiter
+    c.header["Pragma/nested"]->setText("x");            // there, without a text of its own
     c.header["HOST/child"]->setText("removed with the text");
     c.header["content-length"]->setText("99");
     bool created;
@@ -406,8 +406,8 @@ TEST(Reply, HeadersAndBodies) {
         // A folded line sets the length, and removes what was gathered.
         {{"HTTP/1.1 200 OK\r\na: 1\r\n 9\r\nb: 2\r\n\r\n<a>1", "2</a>"},
          "<reply><b>2</b><Status/></reply><a>12</a>"},
-        // The status line is known by its first five characters, wherever it stands.
-        {{"a: 1\r\nhTTp/x:201 Made\r\nHTTP 2\r\n\r\n"},
+        // The status line is known by its first five characters; the last one counts.
+        {{"HTTP/1 9\r\na: 1\r\nhTTp/x:201 Made\r\nHTTP 2\r\n\r\n"},
          "<reply><a>1</a><Code>201</Code><HTTP>2</HTTP><Status>201 Made</Status></reply>"},
         // A NUL drops the rest of its line; a line of nothing else ends the head.
         {{std::string("a: 1\0002\r\nb: 3\r\n\0c: 4\r\n<x/>", 26)},
