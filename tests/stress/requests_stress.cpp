@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
                  "%ld requests of %lu bytes of body and a reply of the same: per request %.2f "
                  "blocks of %.0f bytes in all stay, resident memory grows by %.0f bytes\n",
                  requests, body_size, blocks, bytes, grown);
-    constexpr double with_allocator = 1.05; // its headers, and the gaps between blocks
+    constexpr double with_allocator = 1.25; // its headers, and the gaps it leaves between blocks
     const bool kept =
         last.blocks - first.blocks <= streams_of_a_request * requests &&
         (!stress::memory_counts || grown <= bytes * with_allocator + 512.0 * 1024 / count);
