@@ -81,7 +81,7 @@ void decipher_tomcrypt(benchmark::State& state) {
 // the process begins.
 void openssl_loop(benchmark::State& state, int direction) {
     if (!std::getenv("OPENSSL_ia32cap"))
-        return state.SkipWithError("OPENSSL_ia32cap is not set; run ./bench");
+        return state.SkipWithError("OPENSSL_ia32cap is not set; run scripts/bench");
     const unsigned char zeros[16] = {};
     const auto* in = reinterpret_cast<const unsigned char*>(plain_bytes().data());
     const key_bytes key;

@@ -1,4 +1,4 @@
-// The program behind ./bench: all rows, ours and the peers', in one process.
+// The program behind scripts/bench: all rows, ours and the peers', in one process.
 //
 // A benchmark is called row/side or row/side/size; scripts/bench_report.py puts the sides of a row
 // next to each other.

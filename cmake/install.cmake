@@ -1,5 +1,5 @@
 # What "cmake --install" lays down: the library, the headers below include/orv/, the CMake package,
-# the pkg-config file and the example programs. Nothing in them names the prefix, so that an installed tree can be moved.
+# the pkg-config file and the tools. Nothing in them names the prefix, so that an installed tree can be moved.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -12,9 +12,8 @@ install(TARGETS orv EXPORT orv
 
 foreach(header ${orv_headers})
   get_filename_component(folder ${header} DIRECTORY)
-  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orv/${folder})
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
 endforeach()
-install(FILES ${orv_top_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orv)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orv)
 install(EXPORT orv NAMESPACE orv:: FILE orv-config.cmake DESTINATION ${package_dir})

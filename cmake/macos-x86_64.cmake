@@ -1,7 +1,7 @@
 # Toolchain of the preset macos-x86_64: a library for Intel Macs from macOS 10.13 on.
 #
 # On a Mac the system's own compiler makes it. Elsewhere it is a cross build with the compiler, the
-# headers and the stubs that scripts/macos-tools puts together; ./build-macos calls that first.
+# headers and the stubs that scripts/macos-tools puts together; scripts/build-macos calls that first.
 
 set(CMAKE_OSX_ARCHITECTURES x86_64 CACHE STRING "")
 set(CMAKE_OSX_DEPLOYMENT_TARGET 10.13 CACHE STRING "")
@@ -13,7 +13,7 @@ if(NOT CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
   endif()
   get_filename_component(orv_macos_tools ${orv_macos_tools} ABSOLUTE)
   if(NOT EXISTS ${orv_macos_tools}/bin/c++)
-    message(FATAL_ERROR "There is no cross compiler in ${orv_macos_tools}. Run ./build-macos, "
+    message(FATAL_ERROR "There is no cross compiler in ${orv_macos_tools}. Run scripts/build-macos, "
                         "which puts it there and then builds.")
   endif()
 

@@ -1,4 +1,4 @@
-"""What the reports of ./bench have in common: where and when, and pieces of SVG."""
+"""What the reports of scripts/bench have in common: where and when, and pieces of SVG."""
 
 import datetime
 import json

@@ -1,6 +1,6 @@
 // Finding the end of an element's content: the quick ways against the plain one, byte by byte.
 // Compiles xml/content.cpp into itself.
-#include "../xml/content.hpp"
+#include <orv/xml/content.hpp>
 
 #include <gtest/gtest.h>
 

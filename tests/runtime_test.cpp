@@ -4,9 +4,9 @@
 #include <orv/runtime/thread.hpp>
 #include <orv/runtime/trace.h>
 
-#include "../runtime/executable.hpp"
-#include "../runtime/nudge.hpp"
 #include "support/trace_recorder.hpp"
+#include <orv/runtime/executable.hpp>
+#include <orv/runtime/nudge.hpp>
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include "model.hpp"
 #include "support.hpp"
 
-#include "../../http/reply.hpp"
+#include <orv/http/reply.hpp>
 
 #include <algorithm>
 #include <sys/socket.h>

@@ -1,0 +1,120 @@
+// The socket is a blocking one, and the time-out options below have no reliable effect, so a call
+// that might block for good is made only when `poll` vouches for it. For `send` that is not enough:
+// `poll` reports a socket writable as soon as a little fits, and a blocking `send` of more than
+// that waits for a peer that may never read. A long message therefore goes out in pieces that are
+// sure to fit.
+#include <orv/http/connection.hpp>
+
+#include <orv/runtime/pipe_signal.hpp>
+#include <orv/runtime/resolver.hpp>
+#include <orv/runtime/trace.h>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <poll.h>
+#include <string>
+#include <strings.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace transport {
+
+namespace {
+
+// What the empty send buffer of a new connection takes at once, without a wait.
+constexpr unsigned long first_piece = 32768;
+// The room for which a socket is reported writable: the usual low-water mark.
+constexpr unsigned long later_piece = 2048;
+
+// Address 0 stands for failure.
+in_addr_t find_address(const char* host) {
+    if (strcasecmp(host, "Any") == 0 || std::strcmp(host, "0.0.0.0") == 0)
+        return 0;
+    if (std::strcmp(host, "255.255.255.255") == 0)
+        return INADDR_BROADCAST; // as such, though it is also what `inet_addr` says on failure
+    const in_addr_t dotted = inet_addr(host);
+    return dotted != INADDR_NONE ? dotted : runtime::address_of_host(host);
+}
+
+} // namespace
+
+bool resolve(const char* host, long port, sockaddr_in& address) {
+    if (*host) {
+        const std::string name(host, std::strcspn(host, ":"));
+        const in_addr_t found = find_address(name.c_str());
+        if (found == 0)
+            return false;
+        address.sin_addr.s_addr = found;
+    }
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return true;
+}
+
+connection::connection(long half_budget) : socket_(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
+    if (!is_open())
+        return;
+    // An 8-byte integer and no time structure, on purpose; whether the system takes it does not
+    // matter.
+    const std::int64_t value = half_budget;
+    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
+    ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
+}
+
+connection::~connection() {
+    if (is_open())
+        ::close(socket_);
+}
+
+bool connection::connect(const sockaddr_in& address) {
+    is_fresh_ =
+        ::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    // Under way counts as made: the first send finds out.
+    return is_fresh_ || errno == EAGAIN || errno == EINPROGRESS || errno == EISCONN;
+}
+
+bool connection::send(const char* bytes, unsigned long count, const deadline& limit,
+                      const char* host, str_t& error) {
+    unsigned long piece = first_piece;
+    while (is_fresh_ || wait_for(POLLOUT, limit)) {
+        is_fresh_ = false;
+        const int length = static_cast<int>(std::min(count, piece));
+        const int sent = runtime::send_without_signal(socket_, bytes, length);
+        if (sent <= 0) {
+            ORV_trace6("Can't send %d\n", sent);
+            // "recv" and both spaces are kept; so are the lines of earlier attempts.
+            error.addprintf("Can't recv data from  server %s", host);
+            return false;
+        }
+        ORV_trace6("Was sent %d bytes\n", sent);
+        bytes += sent;
+        count -= static_cast<unsigned long>(sent);
+        if (count == 0)
+            return true;
+        if (limit.passed())
+            return false;
+        piece = later_piece;
+    }
+    return false;
+}
+
+bool connection::wait_for_bytes(const deadline& limit) const { return wait_for(POLLIN, limit); }
+
+int connection::receive(char* buffer, unsigned long size) {
+    return static_cast<int>(::recv(socket_, buffer, size, 0));
+}
+
+bool connection::wait_for(short events, const deadline& limit) const {
+    pollfd watched{socket_, events, 0};
+    do {
+        // Errors and the peer's end count as ready; the call that follows reports them. A wait that
+        // was interrupted is taken up again.
+        if (::poll(&watched, 1, limit.milliseconds_to_wait()) > 0)
+            return true;
+    } while (!limit.passed());
+    return false;
+}
+
+} // namespace transport

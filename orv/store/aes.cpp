@@ -1,0 +1,296 @@
+// AES as in FIPS-197, section 5, on four columns of four bytes held as little-endian words. One
+// round of a column is four table look-ups, a byte from each of four columns, and a round key.
+//
+// A block of the settings file, before it is enciphered:
+//
+//     +---+------------------------------+-------+
+//     | n | n bytes of data, n up to 15  | zeros |
+//     +---+------------------------------+-------+
+#include <orv/store/aes.hpp>
+
+#include <orv/store/aes_tables.hpp>
+#include <orv/store/wipe.hpp>
+
+#include <cstring>
+
+namespace ORV {
+
+namespace {
+
+constexpr unsigned long block_size = 16;
+constexpr unsigned long payload = block_size - 1;
+
+using word = std::uint64_t; // carries 32 bits
+
+// A block as the cipher works on it.
+struct columns {
+    std::uint32_t a, b, c, d;
+
+    friend columns operator^(const columns& x, const columns& y) {
+        return {x.a ^ y.a, x.b ^ y.b, x.c ^ y.c, x.d ^ y.d};
+    }
+};
+
+// Columns are little-endian in memory, as the processor has them.
+std::uint32_t load(const unsigned char* bytes) {
+    std::uint32_t column;
+    std::memcpy(&column, bytes, sizeof column);
+    return column;
+}
+
+columns load_block(const unsigned char* at) {
+    columns block;
+    std::memcpy(&block, at, sizeof block);
+    return block;
+}
+
+void store_block(unsigned char* at, const columns& block) { std::memcpy(at, &block, sizeof block); }
+
+std::uint32_t low(word carried) { return static_cast<std::uint32_t>(carried); }
+
+columns round_key(const word* key) { return {low(key[0]), low(key[1]), low(key[2]), low(key[3])}; }
+
+// A column of the next state: the bytes that the row shift brings together, the first from `a`,
+// substituted, mixed, and combined with a column of the round key. The four tables follow one
+// another.
+std::uint32_t mix(const word* tables, std::uint32_t a, std::uint32_t b, std::uint32_t c,
+                  std::uint32_t d, word key) {
+    const word* const table1 = tables + 256;
+    const word* const table2 = tables + 512;
+    const word* const table3 = tables + 768;
+    return ((low(key) ^ low(tables[a & 0xFF])) ^ low(table1[b >> 8 & 0xFF])) ^
+           (low(table2[c >> 16 & 0xFF]) ^ low(table3[d >> 24]));
+}
+
+// The same for the last round, which does not mix.
+std::uint32_t substitute(const unsigned char* box, std::uint32_t a, std::uint32_t b,
+                         std::uint32_t c, std::uint32_t d, word key) {
+    const std::uint32_t low_half = box[a & 0xFF] | static_cast<std::uint32_t>(box[b >> 8 & 0xFF])
+                                                       << 8;
+    const std::uint32_t high_half = box[c >> 16 & 0xFF] | static_cast<std::uint32_t>(box[d >> 24])
+                                                              << 8;
+    return (low(key) ^ low_half) ^ high_half << 16;
+}
+
+// SubWord of the key expansion.
+std::uint32_t substitute_each(const unsigned char* box, std::uint32_t bytes) {
+    return substitute(box, bytes, bytes, bytes, bytes, 0);
+}
+
+const unsigned char* bytes_of(const bin_t& in) {
+    return reinterpret_cast<const unsigned char*>(in.data());
+}
+
+} // namespace
+
+aes::aes() {
+    const aes_tables& tables = aes_tables::globalTable();
+    forward_box_ = tables.forward_box;
+    reverse_box_ = tables.reverse_box;
+    for (int i = 0; i < 4; ++i) {
+        forward_[i] = tables.forward[i];
+        reverse_[i] = tables.reverse[i];
+    }
+    round_constants_ = tables.round_constants;
+    forget();
+}
+
+aes::~aes() { forget(); }
+
+// Zeros the key schedule, before there is one and after.
+void aes::forget() {
+    rounds_ = 0;
+    round_key_ = nullptr;
+    wipe(round_keys_, sizeof round_keys_);
+}
+
+bool aes::setkey_enc(unsigned char* key, int bits) {
+    forget();
+    if (bits != 128 && bits != 192 && bits != 256)
+        return false;
+    const int key_words = bits / 32;
+    rounds_ = key_words + 6;
+    round_key_ = round_keys_;
+
+    for (int i = 0; i < key_words; ++i)
+        round_keys_[i] = load(key + 4 * i);
+    const int all = 4 * (rounds_ + 1);
+    for (int i = key_words; i < all; ++i) {
+        std::uint32_t last = low(round_keys_[i - 1]);
+        if (i % key_words == 0) {
+            last = last >> 8 | last << 24;
+            last = substitute_each(forward_box_, last) ^ low(round_constants_[i / key_words - 1]);
+        } else if (key_words == 8 && i % key_words == 4) {
+            last = substitute_each(forward_box_, last);
+        }
+        round_keys_[i] = round_keys_[i - key_words] ^ last;
+    }
+    return true;
+}
+
+// The equivalent inverse cipher (FIPS-197, 5.3.5): the round keys from the last to the first, all
+// but the two outer ones run through the inverse of MixColumns. The reverse tables do that on a
+// byte that was substituted before.
+bool aes::setkey_dec(unsigned char* key, int bits) {
+    forget();
+    aes encryption;
+    if (!encryption.setkey_enc(key, bits))
+        return false;
+    rounds_ = encryption.rounds_;
+    round_key_ = round_keys_;
+
+    for (int round = 0; round <= rounds_; ++round) {
+        const word* from = encryption.round_keys_ + 4 * (rounds_ - round);
+        for (int i = 0; i < 4; ++i) {
+            const std::uint32_t k = low(from[i]);
+            const bool outer = round == 0 || round == rounds_;
+            const std::uint32_t substituted = substitute_each(forward_box_, k);
+            round_keys_[4 * round + i] =
+                outer ? k : mix(reverse_[0], substituted, substituted, substituted, substituted, 0);
+        }
+    }
+    return true;
+}
+
+namespace {
+
+// Everything that enciphering a block takes, in local reach. The calls are made part of the loops
+// over blocks, where each block waits for the one before.
+struct forward_cipher {
+    const word* tables;
+    const unsigned char* box;
+    const word* key;
+    int rounds;
+
+    [[gnu::always_inline]] columns operator()(const columns& plain, const columns& chain) const {
+        const word* k = key;
+        columns s = plain ^ round_key(k) ^ chain;
+        for (int round = 1; round < rounds; ++round) {
+            k += 4;
+            s = {mix(tables, s.a, s.b, s.c, s.d, k[0]), mix(tables, s.b, s.c, s.d, s.a, k[1]),
+                 mix(tables, s.c, s.d, s.a, s.b, k[2]), mix(tables, s.d, s.a, s.b, s.c, k[3])};
+        }
+        k += 4;
+        return {
+            substitute(box, s.a, s.b, s.c, s.d, k[0]), substitute(box, s.b, s.c, s.d, s.a, k[1]),
+            substitute(box, s.c, s.d, s.a, s.b, k[2]), substitute(box, s.d, s.a, s.b, s.c, k[3])};
+    }
+};
+
+// The same for deciphering. Rows are shifted the other way.
+struct reverse_cipher {
+    const word* tables;
+    const unsigned char* box;
+    const word* key;
+    int rounds;
+
+    columns step(const columns& s, const word* k) const {
+        return {mix(tables, s.a, s.d, s.c, s.b, k[0]), mix(tables, s.b, s.a, s.d, s.c, k[1]),
+                mix(tables, s.c, s.b, s.a, s.d, k[2]), mix(tables, s.d, s.c, s.b, s.a, k[3])};
+    }
+    columns last(const columns& s, const word* k) const {
+        return {
+            substitute(box, s.a, s.d, s.c, s.b, k[0]), substitute(box, s.b, s.a, s.d, s.c, k[1]),
+            substitute(box, s.c, s.b, s.a, s.d, k[2]), substitute(box, s.d, s.c, s.b, s.a, k[3])};
+    }
+    // Two blocks side by side: the look-ups for one go on while those for the other are waited for.
+    [[gnu::always_inline]] void operator()(columns& s, columns& t) const {
+        const word* k = key;
+        s = s ^ round_key(k);
+        t = t ^ round_key(k);
+        for (int round = 1; round < rounds; ++round) {
+            k += 4;
+            s = step(s, k);
+            t = step(t, k);
+        }
+        k += 4;
+        s = last(s, k);
+        t = last(t, k);
+    }
+};
+
+// The plain block that carries up to 15 bytes.
+columns frame(const unsigned char* bytes, unsigned long count) {
+    if (count == payload)
+        return {static_cast<std::uint32_t>(payload) | load(bytes) << 8, load(bytes + 3),
+                load(bytes + 7), load(bytes + 11)};
+    unsigned char block[block_size] = {static_cast<unsigned char>(count)};
+    std::memcpy(block + 1, bytes, count);
+    return load_block(block);
+}
+
+// Appends what a plain block carries. One whose length byte is out of range is skipped without a
+// word.
+void unframe(bin_t& out, const columns& plain) {
+    unsigned char block[block_size];
+    store_block(block, plain);
+    if (block[0] <= payload)
+        out.append(reinterpret_cast<const char*>(block + 1), block[0]);
+}
+
+} // namespace
+
+void aes::crypt_ecb(mode_t mode, unsigned char* in, unsigned char* out) {
+    if (rounds_ == 0)
+        return;
+    columns block = load_block(in);
+    if (mode == mode_decrypt) {
+        columns idle = block;
+        reverse_cipher{reverse_[0], reverse_box_, round_key_, rounds_}(block, idle);
+    } else {
+        block = forward_cipher{forward_[0], forward_box_, round_key_, rounds_}(block, {});
+    }
+    store_block(out, block);
+}
+
+bin_t aes::encrypt(const bin_t& in, unsigned char* key, int bits) {
+    bin_t result;
+    aes schedule;
+    if (!schedule.setkey_enc(key, bits))
+        return result;
+    const forward_cipher encipher{schedule.forward_[0], schedule.forward_box_, schedule.round_key_,
+                                  schedule.rounds_};
+    columns chain{};
+    const unsigned char* bytes = bytes_of(in);
+    for (unsigned long left = in.length(); left > 0;) {
+        const unsigned long count = left < payload ? left : payload;
+        chain = encipher(frame(bytes, count), chain);
+        unsigned char block[block_size];
+        store_block(block, chain);
+        result.append(reinterpret_cast<const char*>(block), block_size);
+        bytes += count;
+        left -= count;
+    }
+    return result;
+}
+
+bin_t aes::decrypt(const bin_t& in, unsigned char* key, int bits) {
+    bin_t result;
+    aes schedule;
+    if (!schedule.setkey_dec(key, bits))
+        return result;
+    const reverse_cipher decipher{schedule.reverse_[0], schedule.reverse_box_, schedule.round_key_,
+                                  schedule.rounds_};
+    columns chain{}; // the enciphered block before
+    const unsigned char* bytes = bytes_of(in);
+    unsigned long left = in.length();
+    for (; left >= 2 * block_size; left -= 2 * block_size, bytes += 2 * block_size) {
+        const columns first = load_block(bytes);
+        const columns second = load_block(bytes + block_size);
+        columns s = first;
+        columns t = second;
+        decipher(s, t);
+        unframe(result, s ^ chain);
+        unframe(result, t ^ first);
+        chain = second;
+    }
+    if (left >= block_size) {
+        columns s = load_block(bytes);
+        columns idle = s;
+        decipher(s, idle);
+        unframe(result, s ^ chain);
+    }
+    return result;
+}
+
+} // namespace ORV

@@ -1,0 +1,200 @@
+// Lists are arrays of items that are moved bytewise: an item is a handful of pointers, none of them
+// into itself. A tree may be as deep as the memory allows, so copying and destroying one do not
+// call themselves; a tree may be as deep only where a text or a path made it so.
+#include <orv/xml/list.hpp>
+
+#include <orv/xml/array.hpp>
+#include <orv/xml/name.hpp>
+#include <orv/xml/probe.hpp>
+
+#include <utility>
+#include <vector>
+
+namespace xml {
+
+namespace {
+
+position find(const list& in, const char* name) {
+    name = or_empty(name);
+    return probe(in.count,
+                 [&](unsigned long i) { return compare_names(name, or_empty(in.items[i].name)); });
+}
+
+// References that are to be given back, to one text as a rule: its count is changed but once.
+class references {
+public:
+    references() = default;
+    references(const references&) = delete;
+    references& operator=(const references&) = delete;
+    ~references() { give_back(); }
+
+    void add(buffer* to) {
+        if (to != to_) {
+            give_back();
+            to_ = to;
+        }
+        ++count_;
+    }
+
+private:
+    void give_back() {
+        if (!to_)
+            return;
+        if (count_ > 1)
+            to_->refs.fetch_sub(count_ - 1, std::memory_order_release);
+        to_->release();
+        count_ = 0;
+    }
+
+    buffer* to_ = nullptr;
+    unsigned long count_ = 0;
+};
+
+// Destroys the items of a list from the last to the first and frees its array, without calling
+// itself for their children: while the children of an item are destroyed, the way back is kept in
+// the item's own, then unused, child list.
+void destroy(list& top, references& left) {
+    item* items = std::exchange(top.items, nullptr);
+    unsigned long count = std::exchange(top.count, 0);
+    list above; // of the item whose children `items` are: its array, and its place in it
+    for (;;) {
+        while (count > 0) {
+            item& last = items[count - 1];
+            if (last.buffer)
+                left.add(std::exchange(last.buffer, nullptr));
+            if (last.attributes.items)
+                destroy(last.attributes, left); // attributes have no lists of their own
+            if (!last.children.items) {
+                --count;
+                continue;
+            }
+            std::swap(items, above.items);
+            std::swap(count, above.count);
+            std::swap(items, last.children.items);
+            std::swap(count, last.children.count);
+        }
+        free_items(items);
+        if (!above.items)
+            return;
+        items = std::exchange(above.items, nullptr);
+        count = std::exchange(above.count, 0);
+        item& done = items[count - 1];
+        std::swap(above.items, done.children.items);
+        std::swap(above.count, done.children.count);
+        --count;
+    }
+}
+
+struct pending_copy {
+    const list* from;
+    list* to;
+};
+
+// Copies the items of one list into an empty one, and notes the lists below for later. If memory
+// runs out, what is there so far is a tree like any other.
+void copy_level(const pending_copy& job, std::vector<pending_copy>& later) {
+    job.to->items = zeroed_items(job.from->count);
+    job.to->count = job.from->count;
+    for (unsigned long i = 0; i < job.from->count; ++i) {
+        const item& source = job.from->items[i];
+        item& target = job.to->items[i];
+        target.buffer = source.buffer;
+        if (target.buffer)
+            target.buffer->addRef();
+        target.name = source.name;
+        target.value = source.value;
+        if (source.children.count != 0)
+            later.push_back({&source.children, &target.children});
+        if (source.attributes.count != 0)
+            later.push_back({&source.attributes, &target.attributes});
+    }
+}
+
+} // namespace
+
+list::list(const list& other) {
+    if (other.count == 0)
+        return;
+    list made; // so that it goes if memory runs out
+    std::vector<pending_copy> later;
+    copy_level({&other, &made}, later);
+    while (!later.empty()) {
+        const pending_copy job = later.back();
+        later.pop_back();
+        copy_level(job, later);
+    }
+    *this = std::move(made);
+}
+
+list::list(list&& other) noexcept
+    : items(std::exchange(other.items, nullptr)), count(std::exchange(other.count, 0)) {}
+
+list::~list() {
+    if (!items)
+        return;
+    references left;
+    destroy(*this, left);
+}
+
+list& list::operator=(const list& other) {
+    if (this != &other)
+        *this = list(other); // copied first, for `other` may be below one of our own items
+    return *this;
+}
+
+list& list::operator=(list&& other) noexcept {
+    if (this == &other)
+        return *this;
+    list old;
+    old.items = std::exchange(items, std::exchange(other.items, nullptr));
+    old.count = std::exchange(count, std::exchange(other.count, 0));
+    return *this;
+}
+
+item* list::get(const char* name, bool& created) {
+    const position at = find(*this, name);
+    created = !at.found;
+    if (at.found)
+        return items + at.index;
+    item fresh;
+    fresh.hold(name, nullptr);
+    return put(at.index, fresh);
+}
+
+item* list::set(const char* name, const char* value, bool& created) {
+    const position at = find(*this, name);
+    created = !at.found;
+    if (!at.found) {
+        item fresh;
+        fresh.hold(name, value); // an empty value, where setting an old item would make it null
+        return put(at.index, fresh);
+    }
+    item* old = items + at.index;
+    if (value && *value)
+        old->hold(old->name, value);
+    else
+        old->value = nullptr;
+    return old;
+}
+
+unsigned long list::add(const item& source) {
+    item copy(source); // first, for the source may be in this very list
+    const unsigned long at = find(*this, copy.name).behind();
+    put(at, copy);
+    return at;
+}
+
+// Moves an item into a new array, one larger, and leaves it empty. Returns where it is now.
+item* list::put(unsigned long at, item& from) {
+    item* larger = allocate_items(count + 1);
+    move_items(larger, items, at);
+    move_items(larger + at + 1, items + at, count - at);
+    move_items(larger + at, &from, 1);
+    zero_items(&from, 1);
+    free_items(items);
+    items = larger;
+    ++count;
+    return items + at;
+}
+
+} // namespace xml

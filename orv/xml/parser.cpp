@@ -1,0 +1,143 @@
+// Reading one element, in place. The start tag is taken apart here; the content is only searched
+// for the end tag that closes it (content.cpp) and stays raw text until its children are asked for
+// (expansion.cpp).
+//
+// Three classes of bytes matter, and they are not the same set:
+//   white space      TAB LF CR space
+//   trim set         TAB LF space: content that ends in CR LF keeps its CR, on purpose
+//   name delimiters  NUL, white space, "/", "=", ">" (name.hpp)
+//
+// The text is never read behind its end. The scans stop at the first NUL; where they look one byte
+// further, the second NUL of the buffer, or what follows a nested value, stands there.
+#include <orv/xml/parser.hpp>
+
+#include <orv/xml/expansion.hpp>
+#include <orv/xml/name.hpp>
+#include <orv/xml/receiver.hpp>
+#include <orv/xml/scan.hpp>
+#include <orv/xml/survey.hpp>
+
+#include <cstring>
+
+namespace xml {
+
+namespace {
+
+bool is_space(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+// Attribute values may stand in backquotes too, on purpose; in skipped tags these are no quotes.
+bool is_quote(char c) { return c == '"' || c == '\'' || c == '`'; }
+
+char* skip_space(char* at) {
+    while (is_space(*at))
+        ++at;
+    return at;
+}
+
+char* name_end(char* at) {
+    while (!ends_name(*at))
+        ++at;
+    return at;
+}
+
+// Ends a name or value at its delimiter if that is white space, and steps past it. Every other
+// delimiter still means something, and is overwritten when it has been dealt with.
+char* end_at_space(char* at) {
+    if (is_space(*at))
+        *at++ = 0;
+    return at;
+}
+
+// Reads the attribute at `at`, which is no white space, into `attribute`. Returns where the tag
+// goes on.
+char* read_attribute(item& attribute, char* at) {
+    attribute.name = at;
+    at = name_end(at);
+    if (*at != '=')
+        return at;
+    *at++ = 0; // ends the name, and an unquoted value that runs up to here
+    at = skip_space(at);
+    if (is_quote(*at)) {
+        attribute.value = at + 1;
+        at = find(at + 1, *at);
+        if (*at != 0)
+            *at++ = 0;
+        return at;
+    }
+    attribute.value = at;
+    return end_at_space(name_end(at));
+}
+
+// Ends the value of an element, and returns the position behind its end tag.
+char* end_value(const item& element, char* end, survey& known) {
+    tag_index::element* const indexed = known.tags.find(element.name, element.value);
+    if (!indexed)
+        return end_content(element.name, element.value, end, known.plain);
+    if (indexed->end >= end) { // it is not closed in here
+        indexed->end = end;
+        return end_of_text(end);
+    }
+    return close_content(element.value, indexed->end);
+}
+
+// Reads the rest of a start tag, behind the name, and the content.
+char* read_element(item& element, char* at, char* end, survey& known) {
+    collector attributes(element.buffer);
+    for (;;) {
+        if (is_space(*at)) {
+            ++at;
+        } else if (*at == '>') {
+            *at = 0;
+            attributes.finish(element.attributes); // first, for it may throw
+            element.value = skip_space(at + 1);
+            return element.value == end ? end : end_value(element, end, known);
+        } else if (*at == '/' && at[1] == '>') {
+            *at = 0;
+            attributes.finish(element.attributes);
+            return at + 2;
+        } else if (*at == '/') {
+            *at++ = 0; // ends no tag, but an unquoted value that runs up to here
+        } else if (*at == 0) {
+            attributes.finish(element.attributes);
+            return at;
+        } else {
+            at = read_attribute(attributes.append(), at);
+        }
+    }
+}
+
+} // namespace
+
+char* item::loadTag(xml::buffer* source, char* position) {
+    if (is_null(this))
+        return nullptr;
+    if (source)
+        source->addRef(); // first, for what goes now may be all that holds it
+    clear();
+    name = nullptr;
+    if (buffer)
+        buffer->release();
+    buffer = source;
+    if (!position)
+        return nullptr;
+    survey known;
+    position = read_tag(*this, position, position + std::strlen(position), known);
+    if (source)
+        source->refs.fetch_add(attributes.count, std::memory_order_relaxed);
+    return position;
+}
+
+char* read_tag(item& into, char* position, char* end, survey& known) {
+    char* at = find(position, '<');
+    if (*at == 0)
+        return at;
+    ++at;
+    if (*at == '/')
+        return nullptr;
+    if (*at == 0)
+        return at;
+    into.name = at;
+    at = end_at_space(name_end(at));
+    return read_element(into, at, end, known);
+}
+
+} // namespace xml

@@ -1,0 +1,176 @@
+// Writing a tree back as text. Names, attribute values and texts go out exactly as they are held:
+// values are raw markup, so nothing is escaped. An element with children is written with these and
+// without its value. Both writers keep their own way back up, for a tree may be deeper than calls
+// can be. Most pieces of markup are a few bytes long, so they are gathered before they are
+// appended.
+#include <orv/xml/item.hpp>
+
+#include <orv/xml/name.hpp>
+#include <orv/xml/receiver.hpp>
+
+#include <cstring>
+#include <vector>
+
+namespace xml {
+
+namespace {
+
+// Gathers what is appended to a string, which has it all when `finish` has been called.
+class gathering {
+public:
+    explicit gathering(str_t& out) : out_(out) {}
+    gathering(const gathering&) = delete;
+    gathering& operator=(const gathering&) = delete;
+
+    void add(char c) {
+        if (count_ == sizeof bytes_)
+            finish();
+        bytes_[count_++] = c;
+    }
+    void add(const char* bytes, unsigned long count) {
+        if (count > sizeof bytes_ - count_) {
+            finish();
+            if (count > sizeof bytes_) {
+                out_.append(bytes, count);
+                return;
+            }
+        }
+        std::memcpy(bytes_ + count_, bytes, count);
+        count_ += count;
+    }
+    void add(const char* text) { add(text, std::strlen(text)); }
+    void finish() {
+        out_.append(bytes_, count_);
+        count_ = 0;
+    }
+
+private:
+    str_t& out_;
+    unsigned long count_ = 0;
+    char bytes_[4096];
+};
+
+void write_name(gathering& out, const char* name) {
+    name = or_empty(name);
+    out.add(name, name_length(name));
+}
+
+void write_attributes(gathering& out, const list& attributes) {
+    for (unsigned long i = 0; i < attributes.count; ++i) {
+        const item& attribute = attributes.items[i];
+        if (!attribute.name)
+            continue;
+        out.add(' ');
+        write_name(out, attribute.name);
+        if (attribute.value && *attribute.value) { // else a bare name
+            out.add("=\"", 2);
+            out.add(attribute.value);
+            out.add('"');
+        }
+    }
+}
+
+void write_spaces(gathering& out, int count) {
+    static const char spaces[] = "                                                                ";
+    constexpr int at_once = sizeof spaces - 1;
+    for (; count > 0; count -= at_once)
+        out.add(spaces, static_cast<unsigned long>(count < at_once ? count : at_once));
+}
+
+// Everything on one line.
+struct compact {
+    gathering& out;
+
+    static bool is_written(const item& element) { return element.name != nullptr; }
+    void start(const item& element, int) {
+        out.add('<');
+        write_name(out, element.name);
+        write_attributes(out, element.attributes);
+    }
+    void end_empty() { out.add("/>", 2); }
+    void end_start() { out.add('>'); }
+    void text(const char* value, int) { out.add(value); }
+    void end(const item& element, int) {
+        out.add("</", 2);
+        write_name(out, element.name);
+        out.add('>');
+    }
+};
+
+// A line for each tag and text. A text that has line ends of its own is written as it is.
+struct indented {
+    gathering& out;
+
+    static bool is_written(const item& element) {
+        return element.name && !ends_name(*element.name);
+    }
+    void start(const item& element, int level) {
+        write_spaces(out, level);
+        compact{out}.start(element, level);
+    }
+    void end_empty() { out.add("/>\n", 3); }
+    void end_start() { out.add(">\n", 2); }
+    void text(const char* value, int level) {
+        write_spaces(out, level + 1);
+        out.add(value);
+        out.add('\n');
+    }
+    void end(const item& element, int level) {
+        write_spaces(out, level);
+        compact{out}.end(element, level);
+        out.add('\n');
+    }
+};
+
+template <class Style>
+void write(Style style, const item* top, int level) {
+    struct open_element {
+        const item* element;
+        unsigned long next; // child to be written
+    };
+    std::vector<open_element> open;
+    for (const item* at = top;;) {
+        if (Style::is_written(*at)) {
+            const bool has_text = at->value && *at->value;
+            style.start(*at, level);
+            if (at->children.count != 0) {
+                style.end_start();
+                open.push_back({at, 0});
+                ++level;
+            } else if (has_text) {
+                style.end_start();
+                style.text(at->value, level);
+                style.end(*at, level);
+            } else {
+                style.end_empty();
+            }
+        }
+        while (!open.empty() && open.back().next == open.back().element->children.count) {
+            style.end(*open.back().element, --level);
+            open.pop_back();
+        }
+        if (open.empty())
+            return;
+        at = open.back().element->children.items + open.back().next++;
+    }
+}
+
+} // namespace
+
+void item::save(str_t& out, int) const {
+    if (is_null(this))
+        return;
+    gathering gathered(out);
+    write(compact{gathered}, this, 0);
+    gathered.finish();
+}
+
+void item::saveF(str_t& out, int level) const {
+    if (is_null(this))
+        return;
+    gathering gathered(out);
+    write(indented{gathered}, this, level);
+    gathered.finish();
+}
+
+} // namespace xml
