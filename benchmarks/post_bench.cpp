@@ -108,9 +108,7 @@ const server& the_server() {
 void post_ours(benchmark::State& state) {
     const std::string url = the_server().url();
     xml::root header, body, reply_header, reply_body;
-    xml::buffer* text = xml::buffer::create(request_body().data(), request_body().size());
-    body.loadTag(text, text->text());
-    text->release();
+    body.load(request_body().data(), request_body().size());
     str_t error;
     for (auto _ : state) {
         if (ORV::http::request(url.c_str(), header, body, reply_header, reply_body, error, 1000) !=

@@ -44,13 +44,9 @@ std::unique_ptr<char[]> copy_of_text() {
 }
 
 struct ours {
-    xml::item top;
+    xml::root top;
 
-    ours() {
-        xml::buffer* buffer = xml::buffer::create(reply_text().data(), reply_text().size());
-        top.loadTag(buffer, buffer->text());
-        buffer->release();
-    }
+    ours() { top.load(reply_text().data(), reply_text().size()); }
     unsigned long one_level() { return top.get(samples::one_level_down, nullptr) != nullptr; }
     unsigned long four_levels() { return top.get(samples::four_levels_down, nullptr) != nullptr; }
     unsigned long visit_all() { return visit(top) - 1; } // without the declaration

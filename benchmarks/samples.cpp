@@ -73,11 +73,9 @@ std::string markup(const std::vector<setting>& all) {
     return text + "</root>";
 }
 
-void fill(xml::item& document, const std::vector<setting>& all) {
+void fill(xml::root& document, const std::vector<setting>& all) {
     const std::string text = markup(all);
-    xml::buffer* buffer = xml::buffer::create(text.c_str(), text.size());
-    document.loadTag(buffer, buffer->text());
-    buffer->release();
+    document.load(text.c_str(), text.size());
     for (const setting& each : all) // every section is read, and so written key by key
         document.get(each.section.c_str(), each.key.c_str());
 }

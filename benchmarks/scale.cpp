@@ -118,13 +118,9 @@ void set_new(unsigned long count) {
 }
 
 struct document {
-    xml::item top;
+    xml::root top;
 
-    explicit document(const std::string& text) {
-        xml::buffer* buffer = xml::buffer::create(text.data(), text.size());
-        top.loadTag(buffer, buffer->text());
-        buffer->release();
-    }
+    explicit document(const std::string& text) { top.load(text.data(), text.size()); }
 };
 
 void find(const std::string& text, const std::string& path) {

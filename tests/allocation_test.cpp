@@ -163,12 +163,8 @@ TEST(Allocation, Bytes) {
 // ---- Trees
 
 xml::root parsed(const std::string& text) {
-    struct owned {
-        xml::buffer* buffer;
-        ~owned() { buffer->release(); }
-    } const copy{xml::buffer::create(text.data(), text.size())};
     xml::root document;
-    document.loadTag(copy.buffer, copy.buffer->text());
+    document.load(text.data(), text.size());
     return document;
 }
 

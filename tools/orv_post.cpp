@@ -143,11 +143,8 @@ void load(xml::root& document, const std::string& path) {
     auto start = text.find('<');
     if (start != std::string::npos && text.compare(start, 2, "<?") == 0)
         start = text.find("?>", start);
-    if (start != std::string::npos) {
-        xml::buffer* const copy = xml::buffer::create(text.data() + start, text.size() - start);
-        document.loadTag(copy, copy->text());
-        copy->release();
-    }
+    if (start != std::string::npos)
+        document.load(text.data() + start, text.size() - start);
     if (!document.name || std::strchr("!/=> \t\r\n", *document.name))
         fail(no_document, "there is no element in " + (path == "-" ? "the input" : path));
 }
@@ -167,7 +164,7 @@ void print(const xml::item& document) {
 void print_header(const char* mark, const xml::item& header) {
     for (unsigned long i = 0; i < header.children.count; ++i) {
         const xml::item& line = header.children.items[i];
-        const std::string name(line.name, std::strcspn(line.name, "\t\n\r /=>"));
+        const std::string name(line.name, line.nameLength());
         std::fprintf(stderr, "%s %s: %s\n", mark, name.c_str(), line.value ? line.value : "");
     }
 }

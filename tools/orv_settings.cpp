@@ -201,7 +201,7 @@ void list_below(const xml::item& element, const std::string& path) {
         std::printf("%s = %s\n", path.c_str(), element.value ? element.value : "");
     for (unsigned long i = 0; i < element.children.count; ++i) {
         const xml::item& child = element.children.items[i];
-        const std::string name(child.name, std::strcspn(child.name, "\t\n\r /=>"));
+        const std::string name(child.name, child.nameLength());
         list_below(child, path.empty() ? name : std::string(path).append("/").append(name));
     }
 }

@@ -45,15 +45,6 @@ unsigned long text_length(const char* at, const char* end) {
     return strnlen(at, static_cast<unsigned long>(end - at));
 }
 
-// Lets `document` parse a copy of `text`, and keep it.
-void parse(xml::root& document, const stream<0>& text) {
-    struct owned {
-        xml::buffer* buffer;
-        ~owned() { buffer->release(); }
-    } const copy{xml::buffer::create(text.c_str(), text.length())};
-    document.loadTag(copy.buffer, copy.buffer->text());
-}
-
 } // namespace
 
 reply::reply(xml::root& header, stream<0>& text) : header_(header), text_(text) {
@@ -145,7 +136,7 @@ std::optional<int> read_reply(connection& server, const deadline& limit, const c
     if (!complete)
         return std::nullopt;
 
-    parse(body, received.body());
+    body.load(received.body().c_str(), received.body().length());
     ORV_trace6("Recv header:\n%s\n", rendered(header).c_str());
     ORV_trace6("Recv request:\n%s\n", rendered(body).c_str()); // "request" is kept
     error = header["Status"]->value;

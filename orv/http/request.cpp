@@ -80,7 +80,7 @@ void for_each_line(const xml::root& header, Write write) {
         const xml::item& line = header.children.items[i];
         const char* const name = line.name ? line.name : "";
         const char* const value = line.value ? line.value : "";
-        write(name, std::strcspn(name, "\t\n\r /=>"), value, std::strlen(value));
+        write(name, line.nameLength(), value, std::strlen(value));
     }
 }
 

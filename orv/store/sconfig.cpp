@@ -141,11 +141,7 @@ bool sconfig::readV() {
     plain.add('\0');
     if (plain.length() > sizeof magic && std::memcmp(plain.data(), magic, sizeof magic) == 0) {
         const char* text = plain.data() + sizeof magic;
-        struct owned {
-            xml::buffer* buffer;
-            ~owned() { buffer->release(); }
-        } const copy{xml::buffer::create(text, std::strlen(text))};
-        doc.loadTag(copy.buffer, copy.buffer->text());
+        doc.load(text, std::strlen(text));
         changed = false;
     }
     return doc.is_set(marker);

@@ -129,6 +129,8 @@ item* item::search(const char* wanted) {
     }
 }
 
+unsigned long item::nameLength() const { return is_null(this) || !name ? 0 : name_length(name); }
+
 void item::clear() {
     if (is_null(this))
         return;

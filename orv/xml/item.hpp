@@ -55,6 +55,9 @@ public:
     // if there is none.
     item* search(const char* name);
 
+    // The length of the name up to its delimiter, in bytes; 0 without a name.
+    unsigned long nameLength() const;
+
     // Drops value, attributes and children; name and buffer stay.
     void clear();
     // Replaces the text and drops the children; attributes stay. Null counts as empty, and the

@@ -22,4 +22,12 @@ root& root::operator=(const item& source) {
 
 root& root::operator=(const root& source) { return *this = static_cast<const item&>(source); }
 
+void root::load(const char* text, unsigned long length) {
+    struct owned {
+        xml::buffer* buffer;
+        ~owned() { buffer->release(); }
+    } const copy{xml::buffer::create(text, length)};
+    loadTag(copy.buffer, copy.buffer->text());
+}
+
 } // namespace xml

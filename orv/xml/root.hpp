@@ -18,6 +18,11 @@ public:
     // of this document. Assigning a document to itself does nothing.
     root& operator=(const item& source);
     root& operator=(const root& source);
+
+    // Reads a document from a copy of `length` bytes of text, up to the first NUL in them: the
+    // first element there, as `loadTag` does. All that was here goes. The text may be part of this
+    // document. Without an element in it the document has no name afterwards, and holds nothing.
+    void load(const char* text, unsigned long length);
 };
 
 } // namespace xml

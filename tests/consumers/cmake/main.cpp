@@ -10,10 +10,8 @@ int main() {
     str_t text;
     written.save(text, 0);
 
-    xml::buffer* source = xml::buffer::create(text.c_str(), text.length());
     xml::root read;
-    read.loadTag(source, source->text());
-    source->release();
+    read.load(text.c_str(), text.length());
     const char* const item = read["item"]->value;
     std::printf("orv %s: %s -> %s\n", ORV_VERSION_STRING, text.c_str(), item);
     return std::strcmp(item, "tea") == 0 ? 0 : 1;
