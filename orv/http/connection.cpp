@@ -6,7 +6,7 @@
 #include <orv/http/connection.hpp>
 
 #include <orv/runtime/pipe_signal.hpp>
-#include <orv/runtime/resolver.hpp>
+#include <orv/runtime/platform.hpp>
 #include <orv/runtime/trace.h>
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #include <orv/runtime/pipe_signal.hpp>
 
+#include <orv/runtime/platform.hpp>
+
 #include <cerrno>
 #include <sys/socket.h>
 

@@ -1,8 +1,6 @@
 // Sending on a socket without SIGPIPE. Not installed.
 #pragma once
 
-#include <signal.h>
-
 namespace runtime {
 
 // Calls `send` with flags 0 and returns what it returns, `errno` included. If the peer has hung up,
@@ -10,9 +8,5 @@ namespace runtime {
 // taken away before the thread's mask is as it was. A SIGPIPE that was pending before stays
 // pending; handlers are never touched.
 int send_without_signal(int socket, const char* bytes, int count);
-
-// Takes a pending SIGPIPE away; `pipe_signal` holds it alone, and the thread blocks it. Never
-// waits.
-void discard_pending(const sigset_t& pipe_signal);
 
 } // namespace runtime

@@ -1,6 +1,6 @@
 #include <orv/runtime/thread.hpp>
 
-#include <orv/runtime/nudge.hpp>
+#include <orv/runtime/platform.hpp>
 
 #include <cstdint>
 

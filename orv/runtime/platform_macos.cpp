@@ -1,6 +1,10 @@
-// The bundle services know the executable. Where their headers are not to be had, as when the
-// library is built on another system, the few declarations that are needed stand here.
-#include <orv/runtime/executable.hpp>
+// macOS. The bundle services know the executable. Where their headers are not to be had, as when
+// the library is built on another system, the few declarations that are needed stand here.
+#include <orv/runtime/platform.hpp>
+
+#include <csignal>
+#include <cstring>
+#include <netdb.h>
 
 #if __has_include(<CoreFoundation/CoreFoundation.h>)
 #include <CoreFoundation/CoreFoundation.h>
@@ -43,6 +47,31 @@ void executable_path(char (&text)[256]) {
         CFRelease(path);
     }
     CFRelease(url);
+}
+
+// The thread library checks a handle against the threads there are, and needs nothing else.
+int current_thread_id() { return 0; }
+
+void nudge(pthread_t thread, int) { pthread_kill(thread, SIGCONT); }
+
+// There is no sigtimedwait here; sigwait returns at once for a signal that is known to be pending.
+void discard_pending(const sigset_t& pipe_signal) {
+    sigset_t pending;
+    sigemptyset(&pending);
+    sigpending(&pending);
+    int taken;
+    if (sigismember(&pending, SIGPIPE) == 1)
+        sigwait(&pipe_signal, &taken);
+}
+
+// The answer of gethostbyname belongs to the calling thread here.
+in_addr_t address_of_host(const char* name) {
+    const hostent* const answer = gethostbyname(name);
+    if (!answer || !answer->h_addr_list[0])
+        return 0;
+    in_addr_t address;
+    std::memcpy(&address, answer->h_addr_list[0], sizeof address);
+    return address;
 }
 
 } // namespace runtime

@@ -1,0 +1,27 @@
+// All that differs between the operating systems; each has a source of its own. Not installed.
+#pragma once
+
+#include <netinet/in.h>
+#include <pthread.h>
+#include <signal.h>
+
+namespace runtime {
+
+// Asks for the path of the running executable, into `text`. A path that cannot be had, or cannot be
+// converted to ASCII, leaves `text` empty. At most 255 bytes are written, the terminator included.
+void executable_path(char (&text)[256]);
+
+// What is needed besides the handle to find the calling thread again; 0 where that is nothing.
+int current_thread_id();
+// Sends SIGCONT to a thread that may have ended, and may have been joined.
+void nudge(pthread_t thread, int id);
+
+// Takes a pending SIGPIPE away; `pipe_signal` holds it alone, and the calling thread blocks it.
+// Never waits.
+void discard_pending(const sigset_t& pipe_signal);
+
+// The first IPv4 address of a host by name, in network byte order; 0 if there is none. Threads: any
+// number at once. Blocks for as long as the system's resolver takes.
+in_addr_t address_of_host(const char* name);
+
+} // namespace runtime
