@@ -1,38 +1,56 @@
-# What "cmake --install" lays down: the library, the headers below include/orv/, the CMake package,
-# the pkg-config file and the tools. Nothing in them names the prefix, so that an installed tree can be moved.
+# What "cmake --install" lays down: the library, the headers below include/orv/, the pages of docs/
+# that they mention, the CMake package, the pkg-config file and the tools. Nothing in them names the
+# prefix, so that an installed tree can be moved; only a directory that was given as an absolute
+# path stays where it is.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 install(TARGETS orv EXPORT orv
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+                NAMELINK_COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development) # of all that follows here
 
 foreach(header ${orv_headers})
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
+  file(STRINGS ${header} mentions REGEX "docs/.*[.]md")
+  string(REGEX MATCHALL "docs/[a-z-]+[.]md" pages "${mentions}")
+  list(APPEND orv_pages ${pages})
 endforeach()
+list(REMOVE_DUPLICATES orv_pages)
+install(FILES ${orv_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orv)
 install(EXPORT orv NAMESPACE orv:: FILE orv-config.cmake DESTINATION ${package_dir})
 write_basic_package_version_file(orv-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orv-config-version.cmake DESTINATION ${package_dir})
 
-# The way back from the pkg-config file to the prefix, and from there to each directory.
+# The pkg-config file finds the prefix from where it lies itself, if both directories lie below it.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-file(RELATIVE_PATH pkgconfig_to_prefix
-     ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
-string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
+if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
+  set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+  set(pc_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
+  set(pc_includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+else()
+  string(REGEX REPLACE "[^/]+" ".." pc_prefix ${pkgconfig_dir})
+  set(pc_prefix "\${pcfiledir}/${pc_prefix}")
+  set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+  set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
 configure_file(cmake/orv.pc.in orv.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orv.pc DESTINATION ${pkgconfig_dir})
 
 # orv_install_program(target): a program that finds the library where both are installed.
 function(orv_install_program target)
-  file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}
-                                ${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR})
-  set(beside $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>)
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH ${beside}/${bin_to_lib})
-  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set(path $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>/${bin_to_lib})
+  if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_BINDIR})
+    set(path ${CMAKE_INSTALL_FULL_LIBDIR})
+  endif()
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH ${path})
+  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endfunction()
