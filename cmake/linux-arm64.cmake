@@ -17,4 +17,4 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # What is named without being looked for.
 include_directories(SYSTEM ${root}/usr/include ${root}/usr/include/aarch64-linux-gnu)
 set(library_path ${root}/usr/lib/aarch64-linux-gnu)
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-L${library_path} -Wl,-rpath,${library_path}")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-L\"${library_path}\" -Wl,-rpath,\"${library_path}\"")

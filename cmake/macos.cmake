@@ -1,10 +1,8 @@
-# Toolchain of the preset macos-x86_64: a library for Intel Macs from macOS 10.13 on.
+# Toolchain of the presets macos-x86_64 and macos-arm64, which say for which Macs.
 #
-# On a Mac the system's own compiler makes it. Elsewhere it is a cross build with the compiler, the
-# headers and the stubs that scripts/macos-tools puts together; scripts/build-macos calls that first.
-
-set(CMAKE_OSX_ARCHITECTURES x86_64 CACHE STRING "")
-set(CMAKE_OSX_DEPLOYMENT_TARGET 10.13 CACHE STRING "")
+# On a Mac the system's own compiler makes the library. Elsewhere it is a cross build with the
+# compiler, the headers and the stubs that scripts/macos-tools puts together; scripts/build-macos
+# calls that first.
 
 if(NOT CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
   set(orv_macos_tools ${CMAKE_CURRENT_LIST_DIR}/../build/macos-tools)
@@ -18,7 +16,7 @@ if(NOT CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
   endif()
 
   set(CMAKE_SYSTEM_NAME Darwin)
-  set(CMAKE_SYSTEM_PROCESSOR x86_64)
+  set(CMAKE_SYSTEM_PROCESSOR ${CMAKE_OSX_ARCHITECTURES})
   set(CMAKE_OSX_SYSROOT ${orv_macos_tools}/sdk CACHE PATH "")
   set(CMAKE_C_COMPILER ${orv_macos_tools}/bin/cc)
   set(CMAKE_CXX_COMPILER ${orv_macos_tools}/bin/c++)
@@ -27,6 +25,9 @@ if(NOT CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
     string(REPLACE "_" "-" name ${name})
     set(CMAKE_${tool} ${orv_macos_tools}/bin/llvm-${name} CACHE FILEPATH "")
   endforeach()
+
+  # The stubs name what the library calls and no more; programs are built to see that they compile.
+  set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-undefined,dynamic_lookup")
 
   # CMake leaves this option out where it cannot ask a Mac for its version, and then writes no
   # @rpath. It is read again as an override, for as a toolchain it comes too early for that.
