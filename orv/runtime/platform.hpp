@@ -16,8 +16,11 @@ int current_thread_id();
 // Sends SIGCONT to a thread that may have ended, and may have been joined.
 void nudge(pthread_t thread, int id);
 
-// Takes a pending SIGPIPE away; `pipe_signal` holds it alone, and the calling thread blocks it.
-// Never waits.
+// Whether a signal is pending for the calling thread, which blocks it. If nothing but the process
+// as a whole has it pending, this is false where the system can tell.
+bool is_pending_for_thread(int signal);
+// Takes a pending SIGPIPE away, the thread's before the process's; `pipe_signal` holds it alone,
+// and the calling thread blocks it. Never waits.
 void discard_pending(const sigset_t& pipe_signal);
 
 // The first IPv4 address of a host by name, in network byte order; 0 if there is none. Threads: any

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <netdb.h>
 #include <string>
@@ -56,6 +57,23 @@ int current_thread_id() { return static_cast<int>(syscall(SYS_gettid)); }
 void nudge(pthread_t, int id) {
     if (id != 0)
         syscall(SYS_tgkill, getpid(), id, SIGCONT);
+}
+
+bool is_pending_for_thread(int signal) {
+    sigset_t pending; // for either
+    sigemptyset(&pending);
+    sigpending(&pending);
+    if (sigismember(&pending, signal) != 1)
+        return false;
+    unsigned long long of_thread = ~0ull; // if it cannot be read: better a signal too many
+    if (std::FILE* const status = std::fopen("/proc/thread-self/status", "re")) {
+        char line[128];
+        while (std::fgets(line, sizeof line, status) &&
+               std::sscanf(line, "SigPnd: %llx", &of_thread) != 1) {
+        }
+        std::fclose(status);
+    }
+    return of_thread >> (signal - 1) & 1;
 }
 
 void discard_pending(const sigset_t& pipe_signal) {

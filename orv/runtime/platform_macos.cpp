@@ -54,13 +54,18 @@ int current_thread_id() { return 0; }
 
 void nudge(pthread_t thread, int) { pthread_kill(thread, SIGCONT); }
 
-// There is no sigtimedwait here; sigwait returns at once for a signal that is known to be pending.
-void discard_pending(const sigset_t& pipe_signal) {
+// The system does not tell whether a signal is pending for the thread or for the process.
+bool is_pending_for_thread(int signal) {
     sigset_t pending;
     sigemptyset(&pending);
     sigpending(&pending);
+    return sigismember(&pending, signal) == 1;
+}
+
+// There is no sigtimedwait here; sigwait returns at once for a signal that is known to be pending.
+void discard_pending(const sigset_t& pipe_signal) {
     int taken;
-    if (sigismember(&pending, SIGPIPE) == 1)
+    if (is_pending_for_thread(SIGPIPE))
         sigwait(&pipe_signal, &taken);
 }
 
