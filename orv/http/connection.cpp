@@ -1,8 +1,6 @@
-// The socket is a blocking one, and the time-out options below have no reliable effect, so a call
-// that might block for good is made only when `poll` vouches for it. For `send` that is not enough:
-// `poll` reports a socket writable as soon as a little fits, and a blocking `send` of more than
-// that waits for a peer that may never read. A long message therefore goes out in pieces that are
-// sure to fit.
+// The socket never blocks: `connect`, `send` and `recv` do at once what can be done at once, and
+// what is left waits in `poll`, for no longer than the deadline allows. `send` is given all that is
+// left to send; small pieces would wait for a peer that delays its acknowledgements.
 #include <orv/http/connection.hpp>
 
 #include <orv/runtime/pipe_signal.hpp>
@@ -12,8 +10,10 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <string>
 #include <strings.h>
@@ -24,11 +24,6 @@ namespace transport {
 
 namespace {
 
-// What the empty send buffer of a new connection takes at once, without a wait.
-constexpr unsigned long first_piece = 32768;
-// The room for which a socket is reported writable: the usual low-water mark.
-constexpr unsigned long later_piece = 2048;
-
 // Address 0 stands for failure.
 in_addr_t find_address(const char* host) {
     if (strcasecmp(host, "Any") == 0 || std::strcmp(host, "0.0.0.0") == 0)
@@ -38,6 +33,8 @@ in_addr_t find_address(const char* host) {
     const in_addr_t dotted = inet_addr(host);
     return dotted != INADDR_NONE ? dotted : runtime::address_of_host(host);
 }
+
+bool would_block(int result) { return result == -1 && (errno == EAGAIN || errno == EWOULDBLOCK); }
 
 } // namespace
 
@@ -61,6 +58,7 @@ connection::connection(long half_budget) : socket_(::socket(AF_INET, SOCK_STREAM
     const std::int64_t value = half_budget;
     ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
     ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
+    ::fcntl(socket_, F_SETFL, O_NONBLOCK);
 }
 
 connection::~connection() {
@@ -68,20 +66,24 @@ connection::~connection() {
         ::close(socket_);
 }
 
-bool connection::connect(const sockaddr_in& address) {
-    is_fresh_ =
-        ::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    // Under way counts as made: the first send finds out.
-    return is_fresh_ || errno == EAGAIN || errno == EINPROGRESS || errno == EISCONN;
+bool connection::connect(const sockaddr_in& address, const deadline& limit) {
+    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+        return true;
+    if (errno != EAGAIN && errno != EINPROGRESS && errno != EISCONN)
+        return false;
+    int failure = 0;
+    socklen_t size = sizeof failure;
+    return wait_for(POLLOUT, limit) &&
+           ::getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size) == 0 && failure == 0;
 }
 
 bool connection::send(const char* bytes, unsigned long count, const deadline& limit,
                       const char* host, str_t& error) {
-    unsigned long piece = first_piece;
-    while (is_fresh_ || wait_for(POLLOUT, limit)) {
-        is_fresh_ = false;
-        const int length = static_cast<int>(std::min(count, piece));
+    do {
+        const int length = static_cast<int>(std::min<unsigned long>(count, INT_MAX));
         const int sent = runtime::send_without_signal(socket_, bytes, length);
+        if (would_block(sent))
+            continue;
         if (sent <= 0) {
             ORV_trace6("Can't send %d\n", sent);
             // "recv" and both spaces are kept; so are the lines of earlier attempts.
@@ -95,15 +97,17 @@ bool connection::send(const char* bytes, unsigned long count, const deadline& li
             return true;
         if (limit.passed())
             return false;
-        piece = later_piece;
-    }
+    } while (wait_for(POLLOUT, limit));
     return false;
 }
 
-bool connection::wait_for_bytes(const deadline& limit) const { return wait_for(POLLIN, limit); }
-
-int connection::receive(char* buffer, unsigned long size) {
-    return static_cast<int>(::recv(socket_, buffer, size, 0));
+std::optional<int> connection::receive(char* buffer, unsigned long size, const deadline& limit) {
+    while (wait_for(POLLIN, limit)) {
+        const int received = static_cast<int>(::recv(socket_, buffer, size, 0));
+        if (!would_block(received))
+            return received;
+    }
+    return std::nullopt;
 }
 
 bool connection::wait_for(short events, const deadline& limit) const {

@@ -6,6 +6,7 @@
 #include <orv/buffers/str.hpp>
 
 #include <netinet/in.h>
+#include <optional>
 
 namespace transport {
 
@@ -15,8 +16,7 @@ namespace transport {
 // cannot be resolved.
 bool resolve(const char* host, long port, sockaddr_in& address);
 
-// A blocking socket, closed when the object goes. Where a call could block for longer than the
-// deadline allows, `poll` waits first, so that only `connect` can overrun it.
+// A socket, closed when the object goes. No call outlasts its deadline.
 class connection {
 public:
     // Makes the socket. `half_budget` is set as the time-out option of both directions.
@@ -26,22 +26,21 @@ public:
     ~connection();
 
     bool is_open() const { return socket_ != -1; }
-    bool connect(const sockaddr_in& address);
+    // False if there is no connection, or none until the deadline.
+    bool connect(const sockaddr_in& address, const deadline& limit);
     // Sends everything. False if that failed, which adds a line about `host` to `error`, or if the
     // deadline cut it off, which adds nothing.
     bool send(const char* bytes, unsigned long count, const deadline& limit, const char* host,
               str_t& error);
-    // Waits until there is something to receive, be it the end. False if the deadline comes first;
-    // what has arrived by then counts even when the deadline has passed.
-    bool wait_for_bytes(const deadline& limit) const;
-    // What `recv` returns for up to `size` bytes.
-    int receive(char* buffer, unsigned long size);
+    // What `recv` returns for up to `size` bytes, once there is something to receive, be it the
+    // end; nothing if the deadline comes first. What has arrived by then counts even when the
+    // deadline has passed.
+    std::optional<int> receive(char* buffer, unsigned long size, const deadline& limit);
 
 private:
     bool wait_for(short events, const deadline& limit) const;
 
     int socket_;
-    bool is_fresh_ = false; // connected, and nothing sent yet
 };
 
 } // namespace transport

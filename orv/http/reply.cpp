@@ -121,17 +121,17 @@ std::optional<int> read_reply(connection& server, const deadline& limit, const c
     char chunk[buffer_size];
     bool complete = false;
     do {
-        if (!server.wait_for_bytes(limit))
+        const std::optional<int> count = server.receive(chunk, sizeof chunk - 1, limit);
+        if (!count)
             return std::nullopt;
-        const int count = server.receive(chunk, sizeof chunk - 1);
-        if (count <= 0) {
-            ORV_trace6("Can't recv %d\n", count);
+        if (*count <= 0) {
+            ORV_trace6("Can't recv %d\n", *count);
             error.clear();
             error.addprintf("Can't recv data from  server %s", host); // both spaces are kept
             return std::nullopt;
         }
-        ORV_trace6("Was recv %d bytes\n", count);
-        complete = received.take(chunk, static_cast<unsigned long>(count));
+        ORV_trace6("Was recv %d bytes\n", *count);
+        complete = received.take(chunk, static_cast<unsigned long>(*count));
     } while (!complete && !limit.passed());
     if (!complete)
         return std::nullopt;

@@ -11,6 +11,7 @@
 
 #include <orv/runtime/trace.h>
 
+#include <chrono>
 #include <cstring>
 #include <optional>
 #include <strings.h>
@@ -101,6 +102,18 @@ void compose(const stream<0>& path, const xml::root& header, const stream<0>& bo
     message.add("\r\n", 2).add(body.c_str(), body.length());
 }
 
+// 100 ms, whatever signals come.
+void pause_after_failed_connect() {
+    using std::chrono::microseconds;
+    using std::chrono::steady_clock;
+    microseconds left(100000);
+    const auto end = steady_clock::now() + left;
+    do {
+        ::usleep(static_cast<useconds_t>(left.count()));
+        left = std::chrono::ceil<microseconds>(end - steady_clock::now());
+    } while (left.count() > 0);
+}
+
 // What every attempt of an exchange needs.
 struct exchange {
     const char* host;
@@ -123,11 +136,11 @@ struct exchange {
             error.addprintf("Can't resolve server name %s", host);
             return 0;
         }
-        if (!server.connect(address)) {
+        if (!server.connect(address, limit)) {
             error.clear();
             ORV_trace6("Can't connect to server %s", host);
             error.addprintf(connect_failure);
-            ::usleep(100000);
+            pause_after_failed_connect();
             return std::nullopt;
         }
         ORV_trace6("Try to send\n");
@@ -164,7 +177,7 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
     transport::set_computed_lines(header, host.c_str(), port, text.length());
     transport::compose(path, header, text, message);
     ORV_trace6("Send header:\n%s\n", transport::rendered(header).c_str());
-    ORV_trace6("Send request:\n%s\n", text.c_str()); // the body as it was rendered above
+    ORV_trace6("Send request:\n%s\n", transport::rendered(body).c_str());
 
     transport::exchange exchange{host.c_str(), port,      message, text,
                                  replyHeader,  replyBody, error,   transport::deadline(timeout)};
