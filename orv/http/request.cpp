@@ -69,8 +69,9 @@ void set_computed_lines(xml::root& header, const char* host, long port, unsigned
 
 void copy_body(const xml::root& body, stream<0>& copy) {
     const str_t text = rendered(body);
-    reserve(copy, std::strlen(text.c_str()) + 1);
-    copy.add(text.c_str());
+    const unsigned long length = std::strlen(text.c_str()); // up to the first NUL
+    reserve(copy, length + 1);
+    copy.add(text.c_str(), length);
 }
 
 // Calls `write(name, length of the name, value, length of the value)` for every header line. A name
@@ -177,7 +178,9 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
     transport::set_computed_lines(header, host.c_str(), port, text.length());
     transport::compose(path, header, text, message);
     ORV_trace6("Send header:\n%s\n", transport::rendered(header).c_str());
-    ORV_trace6("Send request:\n%s\n", transport::rendered(body).c_str());
+    // The body as it is by now: the header lines may have been set in the same document.
+    ORV_trace6("Send request:\n%s\n",
+               &header == &body ? transport::rendered(body).c_str() : text.c_str());
 
     transport::exchange exchange{host.c_str(), port,      message, text,
                                  replyHeader,  replyBody, error,   transport::deadline(timeout)};
