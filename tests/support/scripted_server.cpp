@@ -37,26 +37,31 @@ void peer::read(unsigned long count) {
     }
 }
 
-void peer::read_request() {
-    unsigned long head;
-    while ((head = received_.find("\r\n\r\n")) == std::string::npos) {
-        if (!read_some(4096))
-            return;
+void peer::read_request(unsigned long at_once, int pause) {
+    unsigned long head, wanted = -1ul;
+    while (received_.size() < wanted && read_some(std::min(at_once, wanted - received_.size()))) {
+        if (wanted == -1ul && (head = received_.find("\r\n\r\n")) != std::string::npos) {
+            const unsigned long length = received_.find("\r\nContent-Length: ");
+            wanted = head + 4;
+            if (length < head)
+                wanted += std::strtoul(received_.c_str() + length + 18, nullptr, 10);
+        }
+        if (pause != 0)
+            wait(pause);
     }
-    const unsigned long length = received_.find("\r\nContent-Length: ");
-    const unsigned long body =
-        length < head ? std::strtoul(received_.c_str() + length + 18, nullptr, 10) : 0;
-    read(head + 4 + body - received_.size());
 }
 
-void peer::send(const std::string& bytes) {
-    for (unsigned long at = 0; at < bytes.size() && ready(POLLOUT);) {
+bool peer::send(const std::string& bytes) {
+    for (unsigned long at = 0; at < bytes.size();) {
+        if (!ready(POLLOUT))
+            return false;
         const long sent =
             ::send(socket_, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent <= 0)
-            return;
+            return false;
         at += static_cast<unsigned long>(sent);
     }
+    return true;
 }
 
 void peer::wait(int milliseconds) { pause_until(stop_, milliseconds); }
@@ -73,12 +78,20 @@ void peer::reset() {
     setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
 }
 
-scripted_server::scripted_server(std::vector<script> scripts, int late)
+void peer::buffer_little() {
+    const int room = 1 << 16;
+    setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+}
+
+void peer::delay_acknowledgements() {
+    const int at_once = 0;
+    setsockopt(socket_, IPPROTO_TCP, TCP_QUICKACK, &at_once, sizeof at_once);
+}
+
+scripted_server::scripted_server(std::vector<script> scripts)
     : scripts_(std::move(scripts)), listener_(bind_loopback(port_)) {
-    require(pipe(stop_) == 0, "pipe");
-    if (late == 0)
-        require(listen(listener_, 64) == 0, "listen");
-    thread_ = std::thread([this, late] { serve(late); });
+    require(pipe(stop_) == 0 && listen(listener_, 64) == 0, "a server");
+    thread_ = std::thread([this] { serve(); });
 }
 
 scripted_server::~scripted_server() {
@@ -99,12 +112,7 @@ const std::vector<std::string>& scripted_server::stop() {
     return requests_;
 }
 
-void scripted_server::serve(int late) {
-    if (late != 0) {
-        if (!pause_until(stop_[0], late))
-            return;
-        require(listen(listener_, 64) == 0, "listen");
-    }
+void scripted_server::serve() {
     for (unsigned long number = 0;; ++number) {
         pollfd watched[] = {{listener_, POLLIN, 0}, {stop_[0], POLLIN, 0}};
         poll(watched, 2, -1);

@@ -19,11 +19,13 @@ public:
     peer& operator=(const peer&) = delete;
     ~peer(); // closes
 
-    // Reads a whole request: its head, and as many bytes as that announces.
-    void read_request();
+    // Reads a whole request, its head and as many bytes as that announces: so many at once, and
+    // with so many milliseconds in between.
+    void read_request(unsigned long at_once = 65536, int pause = 0);
     // Reads `count` bytes.
     void read(unsigned long count);
-    void send(const std::string& bytes);
+    // False if not all of it went out.
+    bool send(const std::string& bytes);
     void wait(int milliseconds);
     void wait_until(const std::function<bool()>& condition);
     // Does nothing more, with the connection open, until the server is stopped.
@@ -32,6 +34,10 @@ public:
     void half_close();
     // Makes the end of the connection a reset.
     void reset();
+    // Lets the system take in no more than 64 KB that nobody has read.
+    void buffer_little();
+    // Lets the system acknowledge late what was received.
+    void delay_acknowledgements();
     // What was read so far.
     const std::string& received() const { return received_; }
 
@@ -49,9 +55,8 @@ public:
     // What is done with one connection; then it is closed.
     using script = std::function<void(peer&)>;
 
-    // The scripts follow one another with the connections; the last one stays. With `late`, nobody
-    // listens for so many milliseconds, and connections are refused.
-    explicit scripted_server(std::vector<script> scripts, int late = 0);
+    // The scripts follow one another with the connections; the last one stays.
+    explicit scripted_server(std::vector<script> scripts);
     scripted_server(const scripted_server&) = delete;
     scripted_server& operator=(const scripted_server&) = delete;
     ~scripted_server();
@@ -62,7 +67,7 @@ public:
     const std::vector<std::string>& stop();
 
 private:
-    void serve(int late);
+    void serve();
 
     std::vector<script> scripts_;
     unsigned short port_;

@@ -1,0 +1,107 @@
+// A reply, read piece by piece, against a plain reader that is given the same pieces. The input is
+// the reply, with a byte 0xFF wherever a piece ends; the server hangs up behind the last one. The
+// reading of replies is compiled into the target, with a connection that has no socket.
+#include "support.hpp"
+
+#include <orv/http/reply.hpp>
+
+#include <algorithm>
+#include <strings.h>
+
+namespace {
+
+std::string input; // what is left of it
+
+std::string next_piece() {
+    input.erase(0, input.find_first_not_of('\xff'));
+    const std::string piece = input.substr(0, std::min<std::size_t>(input.find('\xff'), 4095));
+    input.erase(0, piece.size());
+    return piece;
+}
+
+struct plain_reader {
+    xml::root header{"header"};
+    std::string body;
+    int code = 0;
+    bool is_complete = false;
+
+    void read() {
+        for (std::string piece; !is_complete && !(piece = next_piece()).empty();) {
+            for (std::size_t end = 0; !in_body_ && end != piece.npos && !piece.empty();) {
+                end = piece.find("\r\n");
+                line_ += piece.substr(0, end).c_str(); // up to the first NUL
+                piece.erase(0, end == piece.npos ? end : end + 2);
+                if (end != piece.npos)
+                    take_line();
+            }
+            body += in_body_ ? piece.c_str() : "";
+            is_complete = in_body_ && body.size() >= static_cast<unsigned long>(length_);
+        }
+    }
+
+private:
+    void take_line() {
+        in_body_ = line_.empty();
+        const std::size_t split = line_.find_first_of(" :");
+        if (split != line_.npos) {
+            const std::size_t blank = line_[split + 1] == ' ';
+            std::string name = line_.substr(0, split), value = line_.substr(split + 1 + blank);
+            if (name.empty() || strcasecmp(name.c_str(), "content-length") == 0) {
+                length_ = std::atoi(value.c_str());
+            } else if (strncasecmp(name.c_str(), "http/", 5) == 0) {
+                code = std::atoi(value.c_str());
+                header["Code"]->setText(std::to_string(code).c_str());
+                name = "Status";
+            }
+            header[name.c_str()]->setText(value.c_str());
+        }
+        line_.clear();
+    }
+
+    std::string line_;
+    long length_ = 0;
+    bool in_body_ = false;
+};
+
+std::string saved(const xml::item& document) {
+    str_t text;
+    document.save(text, 0);
+    return text.c_str();
+}
+
+} // namespace
+
+namespace transport {
+connection::connection(long) : socket_(-1) {}
+connection::~connection() = default;
+std::optional<int> connection::receive(char* buffer, unsigned long, const deadline&) {
+    const std::string piece = next_piece();
+    return static_cast<int>(piece.copy(buffer, piece.size()));
+}
+} // namespace transport
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string whole(reinterpret_cast<const char*>(data), size);
+    static stream<0> text; // kept: a stream that is destroyed leaves its block behind
+    xml::root header("header"), body;
+    str_t error;
+    transport::connection server(0);
+    input = whole;
+    const std::optional<int> result =
+        transport::read_reply(server, transport::deadline(100000), "h", text, header, body, error);
+    plain_reader expected;
+    input = whole;
+    expected.read();
+    xml::root document;
+    std::string reason = "Can't recv data from  server h";
+    if (expected.is_complete) {
+        document.load(expected.body.data(), expected.body.size());
+        reason = expected.header["Status"]->value ? expected.header["Status"]->value : "";
+    }
+    fuzz::require(result.has_value() == expected.is_complete, "whether the reply is complete");
+    fuzz::require(!result || *result == (expected.code == 200), "the result");
+    fuzz::require(error.c_str() == reason, "the status, or why there is none");
+    fuzz::require(saved(header) == saved(expected.header), "the header lines");
+    fuzz::require(saved(body) == saved(document), "the document");
+    return 0;
+}
