@@ -1,154 +1,96 @@
-#!/usr/bin/env python3
-"""Puts what Google Benchmark measured side by side: a table of ratios on the terminal, and the same
-as JSON and as a bar chart.
+#!/usr/bin/python3
+# bench_report.py RESULTS.json OUT: what Google Benchmark measured, side by side.
+#
+# Prints a table of ratios, and writes OUT.json and the chart OUT.svg. A ratio is our time by that of a peer, both
+# the median of all repetitions. Every row of the list below must have been measured, with all its sides.
 
-    bench_report.py RESULTS.json [--json OUT.json] [--svg OUT.svg]
-
-A ratio is our time divided by that of a peer, both the median of all repetitions. Every row of the
-list below must have been measured, with all its sides.
-"""
-
-import argparse
 import json
-import math
 import statistics
 import sys
 
-from figures import OURS, PEER, REACH, Svg, circumstances, seconds, write_json
+from matplotlib import pyplot
 
-GETS = {"GKeyFile": None, "SQLite": None, "unordered_map": None}
-CBC_AND_PUGIXML = {"libtomcrypt+pugixml": 1.0}
+from figures import circumstances, seconds, write
 
-# Row as it is called by the benchmarks; title; the peers, and the ratio to be reached, if any.
+def parsers(pugixml):
+    return {"pugixml": pugixml, "RapidXML": None, "libxml2": None}
+
+
+# A row as the benchmarks call it; its title; its peers, and the ratio to be reached, if any.
 ROWS = [
-    ("get/10", "get that hits, 10 sections of 20 keys", GETS),
-    ("get/50", "get that hits, 50 sections of 20 keys",
-     {"GKeyFile": 1.5, "SQLite": 0.25, "unordered_map": None}),
-    ("get/1000", "get that hits, 1,000 sections of 20 keys", GETS),
-    ("load/100", "load 100 settings, look up each", CBC_AND_PUGIXML),
-    ("load/1000", "load 1,000 settings, look up each", CBC_AND_PUGIXML),
-    ("load/10000", "load 10,000 settings, look up each", CBC_AND_PUGIXML),
-    ("save/100", "save 100 settings", CBC_AND_PUGIXML),
-    ("save/1000", "save 1,000 settings", CBC_AND_PUGIXML),
-    ("save/10000", "save 10,000 settings", CBC_AND_PUGIXML),
-    ("reply one level", "reply of 1 MB, an element one level below the envelope",
-     {"pugixml": 0.7, "RapidXML": None, "libxml2": None}),
-    ("reply four levels", "reply of 1 MB, an element four levels down",
-     {"pugixml": 1.2, "RapidXML": None, "libxml2": None}),
-    ("reply visit all", "reply of 1 MB, every element",
-     {"pugixml": None, "RapidXML": None, "libxml2": None}),
+    *((f"get/{n}", f"get that hits, {n:,} sections of 20 keys",
+       {"GKeyFile": 1.0, "SQLite": 0.25 if n == 50 else None, "unordered_map": None}) for n in (10, 50, 1000)),
+    *((f"{work}/{n}", f"{work} {n:,} settings{rest}", {"libtomcrypt+pugixml": reach})
+      for work, rest, reach in (("load", ", look up each", 0.9), ("save", "", 1.0)) for n in (100, 1000, 10000)),
+    ("reply one level", "reply of 1 MB, an element one level below the envelope", parsers(0.7)),
+    ("reply four levels", "reply of 1 MB, an element four levels down", parsers(1.0)),
+    ("reply visit all", "reply of 1 MB, every element", parsers(2.0)),
     ("encipher", "AES-256, encipher 1 MB", {"libtomcrypt": 1.0, "OpenSSL without AES-NI": None}),
-    ("decipher", "AES-256, decipher 1 MB", {"libtomcrypt": 1.0, "OpenSSL without AES-NI": 1.0}),
-    ("post", "post 2 KB, read 4 KB, loopback", {"libcurl": 1.0, "bare sockets": 1.15, "bare sockets, same calls": None}),
-    ("base64 encode", "base64, encode 1 MB", {"OpenSSL": None}),
-    ("base64 decode", "base64, decode to 1 MB", {"OpenSSL": None}),
-    ("base32 encode", "base32, encode 1 MB", {"OpenSSL base64": None}),
-    ("base32 decode", "base32, decode to 1 MB", {"OpenSSL base64": None}),
-    ("modexp2/1024", "modexp2, 1024 bits", {"GMP": None}),
-    ("modexp2/2048", "modexp2, 2048 bits", {"GMP": None}),
+    ("decipher", "AES-256, decipher 1 MB", {"libtomcrypt": 0.8, "OpenSSL without AES-NI": 1.0}),
+    ("post", "post 2 KB, read 4 KB", {"libcurl": 1.0, "bare sockets": 1.15, "bare sockets, same calls": None}),
+    *((f"base64 {way}", f"base64, {way} 1 MB", {"OpenSSL": None}) for way in ("encode", "decode")),
+    *((f"base32 {way}", f"base32, {way} 1 MB", {"OpenSSL base64": None}) for way in ("encode", "decode")),
+    *((f"modexp2/{bits}", f"modexp2, {bits} bits", {"GMP": 45}) for bits in (1024, 2048)),
 ]
 
 
+# Seconds by row and side. Processor time, unless the name asks for elapsed time.
 def medians(results):
-    """Seconds by row and side. Processor time, unless the name asks for elapsed time."""
     units = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
     times = {}
     for run in results["benchmarks"]:
         if run.get("error_occurred"):
             sys.exit(f"{run['name']}: {run['error_message']}")
-        if run["run_type"] != "iteration":
-            continue
         row, side, *more = run["run_name"].split("/")
-        elapsed = "real_time" in more
-        sizes = [part for part in more if part.isdigit()]
-        time = run["real_time" if elapsed else "cpu_time"] * units[run["time_unit"]]
-        times.setdefault(("/".join([row] + sizes), side), []).append(time)
+        if run["run_type"] == "iteration":
+            time = run["real_time" if "real_time" in more else "cpu_time"]
+            key = "/".join([row] + [part for part in more if part.isdigit()]), side
+            times.setdefault(key, []).append(time * units[run["time_unit"]])
     return {key: statistics.median(all_times) for key, all_times in times.items()}
 
 
 def compare(times):
-    rows = []
-    for key, title, peers in ROWS:
-        missing = [side for side in ("ours", *peers) if (key, side) not in times]
-        if missing:
-            sys.exit(f"{key}: nothing was measured for {', '.join(missing)}")
-        ours = times[key, "ours"]
-        rows.append({"work": title, "seconds": ours, "peers": [
-            {"name": peer, "seconds": times[key, peer], "ratio": ours / times[key, peer],
-             "reach": reach} for peer, reach in peers.items()]})
-    return rows
+    return [{"work": title, "seconds": times[key, "ours"], "peers": [
+        {"name": peer, "seconds": times[key, peer], "ratio": times[key, "ours"] / times[key, peer], "reach": reach}
+        for peer, reach in peers.items()]} for key, title, peers in ROWS]
 
 
-def reached(peer):
-    return peer["reach"] is None or peer["ratio"] <= peer["reach"]
-
-
-def print_table(rows, where):
-    print(f"{where['date']}, {where['processor']}; ratio: our time by theirs\n")
-    width = max(len(row["work"]) for row in rows)
-    print(f"{'work':{width}}  {'ours':>8}  {'peer':22} {'theirs':>8} {'ratio':>6}  reach")
+def print_table(rows):
+    print(f"{'work':54}  {'ours':>8}  {'peer':24}  {'theirs':>8}  {'ratio':>6}  reach")
     for row in rows:
         work, ours = row["work"], seconds(row["seconds"])
         for peer in row["peers"]:
-            reach = "" if peer["reach"] is None else f"{peer['reach']:.2f}"
-            missed = "" if reached(peer) else "  missed"
-            print(f"{work:{width}}  {ours:>8}  {peer['name']:22} {seconds(peer['seconds']):>8} "
-                  f"{peer['ratio']:6.2f}  {reach}{missed}")
+            missed = "  missed" if peer["reach"] and peer["ratio"] > peer["reach"] else ""
+            print(f"{work:54}  {ours:>8}  {peer['name']:24}  {seconds(peer['seconds']):>8}  "
+                  f"{peer['ratio']:6.2f}  {peer['reach'] or '':<5}{missed}")
             work = ours = ""
 
 
-def draw(rows, where, path):
-    """Bars from 1, the peer's time, to the left where we are faster; powers of two apart."""
-    left, right, bar, gap = 420, 210, 15, 9
-    lowest, highest = -6, 3
-    width = 960
-    height = 90 + sum(bar * len(row["peers"]) + gap for row in rows)
-    step = (width - left - right) / (highest - lowest)
-
-    def at(ratio):
-        return left + (min(max(math.log2(ratio), lowest), highest) - lowest) * step
-
-    svg = Svg(width, height)
-    svg.text(12, 22, "Our time by that of each peer (less is faster)", font_size=15,
-             font_weight="bold")
-    svg.text(12, 40, f"{where['processor']}, {where['date']}. Medians. Red mark: what is to be "
-             "reached.", fill=PEER)
-    for power in range(lowest, highest + 1):
-        x = at(2.0 ** power)
-        label = f"1/{2 ** -power}" if power < 0 else str(2 ** power)
-        svg.line(x, 64, x, height - 12, stroke="#d0d7de" if power else "#1f2328")
-        svg.text(x, 59, label, text_anchor="middle", fill=PEER)
-    y = 70
-    for row in rows:
-        svg.text(12, y + 12, row["work"])
-        for peer in row["peers"]:
-            x, one = at(peer["ratio"]), at(1)
-            svg.add("rect", x=f"{min(x, one):.1f}", y=y + 1, width=f"{abs(x - one):.1f}",
-                    height=bar - 3, fill=OURS if peer["ratio"] <= 1 else PEER)
-            if peer["reach"] is not None:
-                mark = at(peer["reach"])
-                svg.line(mark, y - 1, mark, y + bar - 1, stroke=REACH, stroke_width=2)
-            svg.text(width - right + 8, y + 11, f"{peer['ratio']:.2f}  {peer['name']}")
-            y += bar
-        y += gap
-    svg.write(path)
+# Bars from 1, the peer's time, to the left where we are faster; both ways on one logarithmic scale.
+def draw(rows, where):
+    peers = [(row, peer) for row in rows for peer in row["peers"]]
+    plot, axes = pyplot.subplots(figsize=(10, 0.19 * len(peers) + 1))
+    for y, (row, peer) in enumerate(peers):
+        ratio = peer["ratio"]
+        axes.barh(y, ratio - 1, left=1, color="tab:blue" if ratio <= 1 else "tab:gray")
+        axes.annotate(f"{ratio:.2f}  {peer['name']}", (max(ratio, peer["reach"] or 1, 1), y), (4, 0),
+                      textcoords="offset points", va="center")
+        if peer["reach"]:
+            axes.plot(peer["reach"], y, "|", color="tab:red", markersize=9)
+    axes.set(xscale="log", xlim=(1 / 64, 512), ylim=(len(peers), -1),
+             title=f"Our time by that of each peer; red: to be reached\n{where['processor']}, {where['date']}")
+    ticks = [1 / 64, 1 / 16, 1 / 4, 1, 4, 16, 64]
+    axes.set_xticks(ticks, [f"1/{1 / x:.0f}" if x < 1 else f"{x:.0f}" for x in ticks])
+    axes.minorticks_off()
+    axes.set_yticks([y for y, (row, peer) in enumerate(peers) if peer is row["peers"][0]],
+                    [row["work"] for row in rows])
+    axes.grid(axis="x")
+    return plot
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("results")
-    parser.add_argument("--json")
-    parser.add_argument("--svg")
-    given = parser.parse_args()
-    with open(given.results) as file:
-        results = json.load(file)
-    where = circumstances()
-    rows = compare(medians(results))
-    print_table(rows, where)
-    if given.json:
-        write_json(given.json, {**where, "peers": results["context"]["peers"], "rows": rows})
-    if given.svg:
-        draw(rows, where, given.svg)
-
-
-main()
+source, out = sys.argv[1:]
+with open(source) as file:
+    results = json.load(file)
+where, rows = circumstances(), compare(medians(results))
+print_table(rows)
+write(out, {**where, "peers": results["context"]["peers"], "rows": rows}, draw(rows, where))

@@ -4,6 +4,12 @@ if [ -t 1 ]; then bold=$'\e[1m' faint=$'\e[2m' plain=$'\e[0m'; else bold='' fain
 say() { printf '\n%s== %s%s\n' "$bold" "$*" "$plain"; }
 die() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit 1; }
 
+# Prints the comment at the head of a command of this repository, which tells how to call it, and ends.
+usage() {
+  sed -n '2,/^[^#]/s/^# \{0,1\}//p' "scripts/${0##*/}"
+  exit 0
+}
+
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then
     "$@"
