@@ -24,6 +24,7 @@
 #include <orv/runtime/identity.h>
 #include <orv/runtime/trace.h>
 
+/* The version of these headers: major, minor, patch, and all three as text. */
 #define ORV_VERSION_MAJOR 1
 #define ORV_VERSION_MINOR 0
 #define ORV_VERSION_PATCH 0
@@ -33,7 +34,7 @@
 namespace ORV {
 class kernel;
 }
-typedef ORV::kernel ORV_kernel;
+typedef ORV::kernel ORV_kernel; /* the library object; C knows no more of it than its name */
 extern "C" {
 #else
 typedef struct ORV_kernel ORV_kernel;
@@ -78,10 +79,11 @@ ORV_API int ORVSC_GetInt(const char* section, const char* key, int def);
 ORV_API const char* ORVSC_GetString(const char* section, const char* key, char* buf, int* size,
                                     const char* def);
 
-/* Set a value, creating what is missing on its path. The change is in memory till ORV_close. An
+/* Sets a value, creating what is missing on its path. The change is in memory till ORV_close. An
  * element that had children loses them. With section and key both null, the whole document is
- * replaced by the value. A null string is an empty one. */
+ * replaced by the value. */
 ORV_API void ORVSC_SetInt(const char* section, const char* key, int value);
+/* Sets a text as ORVSC_SetInt sets a number. Null is an empty text. */
 ORV_API void ORVSC_SetString(const char* section, const char* key, const char* value);
 
 #ifdef __cplusplus

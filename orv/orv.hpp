@@ -1,6 +1,11 @@
 // All of the library for C++: the C interface and the classes it is made of.
 #pragma once
 
+// The settings store, its cipher and file, the web-service client, the worker thread and its lock.
+namespace ORV {}
+// The document model: elements, their lists, documents, and the text that they share.
+namespace xml {}
+
 #include <orv/orv.h>
 
 #include <orv/bigint/ubigint.hpp>
