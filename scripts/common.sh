@@ -5,7 +5,7 @@ say() { printf '\n%s== %s%s\n' "$bold" "$*" "$plain"; }
 die() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit 1; }
 
 # Prints the comment at the head of a command of this repository, which tells how to call it, and ends.
-usage() {
+usage_from_head() {
   sed -n '2,/^[^#]/s/^# \{0,1\}//p' "scripts/${0##*/}"
   exit 0
 }
