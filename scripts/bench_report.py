@@ -27,7 +27,8 @@ ROWS = [
     ("reply visit all", "reply of 1 MB, every element", parsers(2.0)),
     ("encipher", "AES-256, encipher 1 MB", {"libtomcrypt": 1.0, "OpenSSL without AES-NI": None}),
     ("decipher", "AES-256, decipher 1 MB", {"libtomcrypt": 0.8, "OpenSSL without AES-NI": 1.0}),
-    ("post", "post 2 KB, read 4 KB", {"libcurl": 1.0, "bare sockets": 1.15, "bare sockets, same calls": None}),
+    *((f"post/{bytes}", f"post {size}, read 4 KB", {"libcurl": 1.0, "bare sockets": reach})
+      for bytes, size, reach in ((2048, "2 KB", 1.15), (60000, "60 KB", 1.2), (1048576, "1 MB", 1.2))),
     *((f"base64 {way}", f"base64, {way} 1 MB", {"OpenSSL": None}) for way in ("encode", "decode")),
     *((f"base32 {way}", f"base32, {way} 1 MB", {"OpenSSL base64": None}) for way in ("encode", "decode")),
     *((f"modexp2/{bits}", f"modexp2, {bits} bits", {"GMP": 45}) for bits in (1024, 2048)),
