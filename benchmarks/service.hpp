@@ -7,39 +7,54 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <thread>
 
-// It runs until the process ends, and allocates nothing while it serves. The one who asks closes a
-// connection first, so that no port of the service waits out its end.
+inline bool send_all(int to, const std::string& bytes) {
+    for (unsigned long sent = 0; sent < bytes.size();) {
+        const long count = send(to, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count <= 0)
+            return false;
+        sent += static_cast<unsigned long>(count);
+    }
+    return true;
+}
+
+// It answers one request after the other for as long as the process runs, and allocates nothing
+// meanwhile.
 class service {
 public:
     // Every reply has status 200 and this body.
-    explicit service(const std::string& body) {
-        const std::string reply =
-            "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
-            std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+    explicit service(const std::string& body)
+        : reply_("HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
+                 std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body) {
         const int listener = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in at{};
-        at.sin_family = AF_INET;
-        at.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof at;
-        auto* address = reinterpret_cast<sockaddr*>(&at);
+        address_.sin_family = AF_INET;
+        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address_;
+        auto* address = reinterpret_cast<sockaddr*>(&address_);
         if (bind(listener, address, size) != 0 || listen(listener, 64) != 0 ||
             getsockname(listener, address, &size) != 0)
             std::abort();
-        url_ = "http://127.0.0.1:" + std::to_string(ntohs(at.sin_port)) + "/service";
-        std::thread([listener, reply] { serve(listener, reply); }).detach();
+        std::thread([listener, reply = reply_] { serve(listener, reply); }).detach();
     }
-    const std::string& url() const { return url_; }
+    const sockaddr_in& address() const { return address_; }
+    std::string url() const {
+        return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)) + "/service";
+    }
+    // All of it, head and body.
+    const std::string& reply() const { return reply_; }
 
 private:
     [[noreturn]] static void serve(int listener, const std::string& reply) {
         for (;;) {
             const int client = accept(listener, nullptr, nullptr);
             if (read_request(client))
-                send(client, reply.data(), reply.size(), MSG_NOSIGNAL);
+                send_all(client, reply);
+            // The one who asks closes first, so that no port of ours waits out the connection's
+            // end.
             char rest;
             while (recv(client, &rest, 1, 0) > 0) {
             }
@@ -47,20 +62,25 @@ private:
         }
     }
 
-    // A request ends with its envelope.
+    // A request ends with its envelope; no more than so many bytes of it are kept.
     static bool read_request(int client) {
-        constexpr char end[] = "</soap:Envelope>";
-        constexpr unsigned long length = sizeof end - 1;
-        char request[8192];
+        constexpr std::string_view end = "</soap:Envelope>";
+        char request[65536];
         unsigned long held = 0;
-        while (held < length || std::string_view(request + held - length, length) != end) {
+        do {
+            if (held > end.size()) {
+                std::memmove(request, request + held - end.size(), end.size());
+                held = end.size();
+            }
             const long got = recv(client, request + held, sizeof request - held, 0);
             if (got <= 0)
                 return false;
             held += static_cast<unsigned long>(got);
-        }
+        } while (held < end.size() ||
+                 std::string_view(request + held - end.size(), end.size()) != end);
         return true;
     }
 
-    std::string url_;
+    std::string reply_;
+    sockaddr_in address_{};
 };
