@@ -22,7 +22,7 @@ FIGURES = [
         "reply_find": "find one four levels down", "reply_visit": "visit every element"}),
     ("Nesting", "levels", range(0, 5), {
         "nested_find": "find the innermost", "nested_find_same": "the same, all of one name",
-        "nested_visit": "visit every element", "nested_visit_same": "the same, all of one name "}),
+        "nested_visit": "visit every element", "nested_visit_same": "the same, all of one name"}),
     ("Requests", "requests", range(1, 5), {"requests": "post 2 KB, read 2 KB"}),
 ]
 
