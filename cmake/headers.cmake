@@ -11,7 +11,6 @@ set(orv_headers
   orv/http/http.hpp
   orv/runtime/critical.hpp
   orv/runtime/identity.h
-  orv/runtime/pause.hpp
   orv/runtime/text.h
   orv/runtime/thread.hpp
   orv/runtime/trace.h

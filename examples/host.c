@@ -32,9 +32,11 @@ static int open_store(const char* file) {
         printf("opened %s: there is no such file yet, the settings are empty\n", file);
         return 1;
     case ORV_OPEN_UNREADABLE:
-        /* The store is open, and would replace the file when it is closed with a value changed. A
-         * host that will not lose what is there asks its user first; this one just stops. */
-        fprintf(stderr, "%s did not load: is the key right, and the file whole and ours?\n", file);
+        /* The store is open with what could be read, if anything, and would replace the file when
+         * it is closed with a value changed. A host that will not lose the rest asks its user
+         * first, or copies the file; this one just stops. */
+        fprintf(stderr, "%s is not whole: is the key right, the folder there, the file ours?\n",
+                file);
         ORV_close();
         return 0;
     default:

@@ -10,8 +10,10 @@
  *     ORV_close();
  *
  * Section and key are paths: a "/" goes one level deeper, letter case does not matter, and a null
- * or empty section stands for the top of the document. Nothing here reports an error: without an
- * open store gets return their default and sets do nothing.
+ * or empty section stands for the top of the document. Each name in a path ends at its first space,
+ * TAB, LF, CR, "=" or ">", so "proxy host" and "proxy port" are one and the same setting, "proxy".
+ * Nothing here reports an error: without an open store gets return their default and sets do
+ * nothing.
  *
  * Values are raw text of an XML document, neither escaped nor decoded. Text that holds markup, or
  * begins or ends with white space, does not come back from the file as it was set; see
@@ -48,19 +50,28 @@ enum {
     ORV_OPEN_REFUSED = 0, /* no path, or a key shorter than 32 bytes; nothing has changed */
     ORV_OPEN_LOADED = 1,
     ORV_OPEN_NEW = 2,       /* no file yet, or an empty one; the store is open and empty */
-    ORV_OPEN_UNREADABLE = 3 /* there is a file, but it did not load as ours: wrong key, damage,
-                               incomplete, no permission; the store is open and empty, and the first
-                               save will replace that file */
+    ORV_OPEN_UNREADABLE = 3 /* not whole: some or all of it could not be read, for there is a wrong
+                               key, damage, a value with markup in it, no permission, no folder, or
+                               no ordinary file. The store is open, with what could be read, and
+                               the first save replaces the file */
 };
 
 /* Makes the library object, in place of one that is open, which is closed, and opens the store on
  * the settings file at `path`, enciphered under the first 32 bytes of `key`, and starts the worker
  * that takes over changes made by other processes. Called by one thread, with no other call into
- * the store under way. */
+ * the store under way.
+ *
+ * The file is made with the permissions that the umask leaves of 0666, and keeps those it has. A
+ * host that wants it private puts it into a folder of mode 0700, or sets its umask to 077 around
+ * its first save. */
 ORV_API int ORV_open(const char* path, const char* key);
 /* Stops the worker, writes the file if a value was changed, and destroys the library object.
  * Harmless when nothing is open, and in a child made by fork, which has no claim to its parent's
- * file. Called like ORV_open. Values set are lost if a process ends without it. */
+ * file. Called like ORV_open. Values set are lost if a process ends without it.
+ *
+ * A save takes a tenth of a second. If the file cannot be opened for writing it is tried again for
+ * 100 seconds, and then the values are lost. So a host makes sure before it opens the store that
+ * the folder exists, and that it may write the file, or make one: mkdir, then access with W_OK. */
 ORV_API void ORV_close(void);
 
 /* The number that the setting's text begins with, 0 if it begins with none; `def` only if there is

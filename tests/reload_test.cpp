@@ -1,163 +1,158 @@
 // The worker's reload check, beside the host's calls.
 #include <orv/orv.hpp>
 
+#include "support/settings_file.hpp"
 #include "support/temporary_directory.hpp"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <fcntl.h>
-#include <functional>
 #include <memory>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
-const char key[] = "0123456789abcdef0123456789abcdef";
-constexpr std::chrono::milliseconds one_pass(1000); // of the worker, when nothing was reloaded
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 // A file in which the setting v/v has that value.
-std::string settings(const std::string& value, const char* marker = "<~ORV/>") {
-    const std::string plain = "ORV<root><v><v>" + value + "</v></v>" + marker + "</root>";
-    std::string key_bytes = key;
-    const bin_t file = ORV::aes::encrypt(bin_t(plain.data(), plain.size()),
-                                         reinterpret_cast<unsigned char*>(key_bytes.data()), 256);
-    return std::string(file.data(), file.length());
+std::string settings(const std::string& value, const std::string& marker = "<~ORV/>") {
+    return settings_file("ORV<root><v><v>" + value + "</v></v>" + marker + "</root>");
 }
 
 // Every change gets a second of its own, as the check tells changes apart by whole seconds, and is
 // there at once.
 void write_at(const std::string& path, const std::string& bytes, int second) {
-    const std::string written = path + ".new";
-    write_file(written, bytes);
     const timespec times[] = {{second, 0}, {second, 0}};
-    utimensat(AT_FDCWD, written.c_str(), times, 0);
-    std::filesystem::rename(written, path);
+    write_file(path + ".new", bytes);
+    utimensat(AT_FDCWD, (path + ".new").c_str(), times, 0);
+    std::filesystem::rename(path + ".new", path);
 }
 
-bool eventually(const std::function<bool()>& condition) {
-    for (int i = 0; i < 1000; ++i) {
-        if (condition())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+template <class Condition>
+bool eventually(Condition condition) {
+    for (int i = 0; i < 1000 && !condition(); ++i)
+        std::this_thread::sleep_for(milliseconds(10));
+    return condition();
 }
 
-// Each row is a store in which a value is set right after opening. It stays while the file is as it
-// was, and when that turns bad, until it is whole again, within the same second.
+// How often this thread has waited for something.
+long waits() {
+    rusage used;
+    getrusage(RUSAGE_THREAD, &used);
+    return used.ru_nvcsw;
+}
+
+// Each row is a store in which a value is set right after opening, and whose file then changes.
 TEST(Reload, WhatDoesNotLoadChangesNothing) {
     const temporary_directory directory; // outlives the stores, which save at last
     const std::string good = settings("1");
-    std::string damaged = good;
-    ++damaged[0];
     struct row {
         const char* name;
-        std::string bad;
-        std::unique_ptr<ORV::kernel> store;
+        std::string then;
+        int second, value;
+        std::unique_ptr<ORV::kernel> store = {};
     } rows[] = {
-        {"half written", good.substr(0, 25), {}},
-        {"damaged", damaged, {}}, // as a file under another key looks
-        {"empty", "", {}},
-        {"without the marker", settings("4", "<other/>"), {}},
-        {"no settings", "<root><v><v>5</v></v><~ORV/></root>", {}},
-        {"no file", "removed", {}},
-        {"a pipe in its place", "pipe", {}},
+        {"as it was", good, 1000, 1},
+        {"not ours", "another file", 2000, 1},
+        {"empty", "", 2000, 1},
+        {"no marker", settings("4", ""), 2000, 1},
+        {"from before the epoch", settings("6"), 0, 1},
+        {"older", settings("8"), 500, 8},
     };
     for (row& row : rows) {
         const std::string path = directory.file(row.name);
         write_at(path, good, 1000);
         row.store = std::make_unique<ORV::kernel>();
-        ASSERT_TRUE(row.store->open(path.c_str(), key));
+        ASSERT_TRUE(row.store->open(path.c_str(), settings_key));
         row.store->setInt("mine", "x", 7);
+        write_at(path, row.then, row.second);
     }
-    const auto expect_no_change = [&] {
-        std::this_thread::sleep_for(one_pass * 5 / 4);
-        for (const row& row : rows) {
-            EXPECT_EQ(row.store->getInt("v", "v", 0), 1) << row.name;
-            EXPECT_EQ(row.store->getInt("mine", "x", 0), 7) << row.name;
-        }
-    };
-    expect_no_change();
+    ORV::xfile locked; // to read it takes a tenth of a second
+    ASSERT_TRUE(locked.open(directory.file("no marker").c_str(), "rb"));
+    ASSERT_EQ(flock(fileno(locked.handle), LOCK_EX), 0);
+    // A little more than a pass of the worker. No get waits while that looks into a file.
+    int waited = 0;
+    for (const auto end = steady_clock::now() + milliseconds(1250); steady_clock::now() < end;) {
+        const long before = waits();
+        const auto begin = steady_clock::now();
+        for (const row& row : rows)
+            row.store->getInt("v", "v", 0);
+        waited += steady_clock::now() - begin > milliseconds(30) && waits() != before;
+    }
+    EXPECT_EQ(waited, 0);
     for (const row& row : rows) {
-        const std::string path = directory.file(row.name);
-        write_at(path, row.bad, 2000);
-        if (row.bad == "removed" || row.bad == "pipe")
-            std::filesystem::remove(path);
-        if (row.bad == "pipe")
-            mkfifo(path.c_str(), 0600);
+        EXPECT_EQ(row.store->getInt("v", "v", 0), row.value) << row.name;
+        EXPECT_EQ(row.store->getInt("mine", "x", 0), row.value == 1 ? 7 : 0) << row.name;
     }
-    expect_no_change();
     // The changed flag stays too: what was set is saved.
-    const std::string saved = directory.file(rows[0].name);
-    ASSERT_TRUE(rows[0].store->open(saved.c_str(), key));
-    EXPECT_EQ(rows[0].store->getInt("mine", "x", 0), 7);
+    ASSERT_TRUE(rows[1].store->open(directory.file(rows[1].name).c_str(), settings_key));
+    EXPECT_EQ(rows[1].store->getInt("mine", "x", 0), 7);
 
-    for (const row& row : rows)
+    locked.close();
+    for (const row& row :
+         rows) // for most in the same second, but a load that failed does not count
         write_at(directory.file(row.name), settings("2"), 2000);
     for (const row& row : rows) {
         EXPECT_TRUE(eventually([&] { return row.store->getInt("v", "v", 0) == 2; })) << row.name;
-        EXPECT_EQ(row.store->getInt("mine", "x", 0), 0); // a load replaces everything
-        row.store->setInt("mine", "x", 8);
+        EXPECT_EQ(row.store->getInt("mine", "x", 0), 0) << row.name; // a load replaces everything
     }
-    // A time that goes back is a change too; one before the epoch counts as none.
-    write_at(directory.file("empty"), settings("8"), 500);
-    write_at(directory.file("damaged"), settings("9"), 0);
-    EXPECT_TRUE(eventually([&] { return rows[2].store->getInt("v", "v", 0) == 8; }));
-    std::this_thread::sleep_for(one_pass);
-    for (const row& row : rows) {
-        const bool changed = row.name == std::string("empty");
-        EXPECT_EQ(row.store->getInt("v", "v", 0), changed ? 8 : 2) << row.name;
-        EXPECT_EQ(row.store->getInt("mine", "x", 0), changed ? 0 : 8) << row.name;
-    }
+    const auto begin = steady_clock::now();
+    for (row& row : rows)
+        row.store.reset();
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(1000)); // each is in a pause of 500
+    for (const row& row : rows)
+        EXPECT_EQ(read_file(directory.file(row.name)), settings("2")) << row.name; // not saved
 }
 
-// Four threads of a host, the worker, and another process that saves again and again.
-TEST(Reload, BesideTheThreadsOfTheHost) {
+// Threads of a host, the worker, and two other processes that save again and again, both at once.
+TEST(Reload, BesideTheThreadsOfTheHostAndOtherWriters) {
     const temporary_directory directory;
-    const std::string path = directory.file();
-    write_at(path, settings("0"), 1000);
-    const pid_t writer = fork(); // before there are threads
-    if (writer == 0) {
-        ORV::sconfig config;
-        config.file = path.c_str();
-        config.cipherKey = key;
-        config.readV();
-        for (int i = 1; i <= 18; ++i) {
-            config.setInt("v", "v", i);
+    ORV::sconfig config;
+    config.file = directory.file().c_str();
+    config.cipherKey = settings_key;
+    write_at(directory.file(), settings("7"), 1000);
+    for (int writer : {1, 2}) {
+        if (fork() != 0) // before there are threads
+            continue;
+        for (int i = 1; i <= 10; ++i) {
+            config.doc.clear();
+            for (const char* const name : {"a", "v/v", ORV::sconfig::marker, "~z"})
+                config.doc[name]->setText(std::string(writer * 1000u + 50u, '7').c_str());
             config.writeV(10000); // takes 100 ms, most of them with an empty file
             const timespec times[] = {{1000 + i, 0}, {1000 + i, 0}};
-            utimensat(AT_FDCWD, path.c_str(), times, 0);
+            utimensat(AT_FDCWD, config.file.c_str(), times, 0);
         }
         _exit(0);
     }
-    while (ORV_open(path.c_str(), key) != ORV_OPEN_LOADED)
+    while (ORV_open(config.file.c_str(), settings_key) != ORV_OPEN_LOADED)
         ;
     std::atomic<bool> over{false};
-    const auto host = [&](int number) {
-        const std::string mine = "host" + std::to_string(number);
+    const auto host = [&over](const char* mine) {
         for (int i = 0; !over; ++i) {
-            char buf[32];
-            ORVSC_SetInt(mine.c_str(), "count", i);
-            ORVSC_SetString(mine.c_str(), "below/it", "<a>1</a>");
-            ORVSC_GetInt(mine.c_str(), "count", -1);
-            ORVSC_GetInt((mine + "/below/it").c_str(), "a", 0);
+            char buf[3000];
             int size = sizeof buf - 1;
+            ORVSC_SetInt(mine, "count", i);
             ORVSC_GetString("v", "v", buf, &size, "");
-            EXPECT_EQ(buf, std::to_string(std::atoi(buf)));
+            EXPECT_EQ(std::string(buf).find_first_not_of('7'), std::string::npos);
         }
     };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back(host, i);
-    int status = -1;
-    EXPECT_EQ(waitpid(writer, &status, 0), writer);
-    EXPECT_EQ(status, 0);
-    EXPECT_TRUE(eventually([] { return ORVSC_GetInt("v", "v", 0) == 18; }));
+    std::thread threads[] = {std::thread(host, "one"), std::thread(host, "another")};
+    // What is in the file is one save, whole, and never half of two.
+    int loads = 0, status = 0;
+    for (int running = 2; running > 0; running -= waitpid(-1, &status, WNOHANG) > 0) {
+        if (config.readV() && config.doc.is_set("~z")) {
+            ++loads;
+            EXPECT_STREQ(config.doc["a"]->value, config.doc["~z"]->value);
+        }
+    }
+    EXPECT_GT(loads, 0);
     over = true;
     for (std::thread& thread : threads)
         thread.join();

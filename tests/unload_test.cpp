@@ -12,29 +12,30 @@
 
 namespace {
 
-struct library {
-    void* handle = dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+using lines = std::vector<std::string>;
 
-    template <class Function>
-    Function* function(Function*, const char* name) const {
-        return reinterpret_cast<Function*>(dlsym(handle, name));
-    }
-    int open(const std::string& path) const {
-        const char key[] = "0123456789abcdef0123456789abcdef";
-        return function(&ORV_open, "ORV_open")(path.c_str(), key);
-    }
-};
+template <class Function>
+Function* find(void* library, Function*, const char* name) {
+    return reinterpret_cast<Function*>(dlsym(library, name));
+}
+#define CALL(library, name) find(library, &name, #name)
+
+const char key[] = "0123456789abcdef0123456789abcdef";
+
+long entries_of(const char* directory) {
+    return std::distance(std::filesystem::directory_iterator(directory), {});
+}
 
 TEST(Unload, TracesAndIsGone) {
     take_traces();
-    const library orv;
-    ASSERT_NE(orv.handle, nullptr) << dlerror();
+    void* const orv = dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(orv, nullptr) << dlerror();
     EXPECT_EQ(take_traces(), (std::vector<traced>{{0x1004, "Load library"}}));
     // The real executable: this program.
-    EXPECT_STREQ(orv.function(&ORV_getAppName, "ORV_getAppName")(), "unload_test");
-    EXPECT_EQ(orv.function(&ORV_getAppPath, "ORV_getAppPath")(),
+    EXPECT_STREQ(CALL(orv, ORV_getAppName)(), "unload_test");
+    EXPECT_EQ(CALL(orv, ORV_getAppPath)(),
               std::filesystem::read_symlink("/proc/self/exe").parent_path());
-    EXPECT_EQ(dlclose(orv.handle), 0);
+    EXPECT_EQ(dlclose(orv), 0);
     EXPECT_EQ(take_traces(), (std::vector<traced>{{0x1004, "Unload library"}}));
     EXPECT_EQ(dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
@@ -43,9 +44,10 @@ TEST(Unload, TracesAndIsGone) {
 // the other.
 TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     const temporary_directory directory;
-    const library orv;
-    ASSERT_EQ(orv.open(directory.file()), ORV_OPEN_NEW);
-    orv.function(&ORVSC_SetInt, "ORVSC_SetInt")("a", "b", 1);
+    const std::string path = directory.file();
+    void* orv = dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_EQ(CALL(orv, ORV_open)(path.c_str(), key), ORV_OPEN_NEW);
+    CALL(orv, ORVSC_SetInt)("a", "b", 1);
     usleep(50000); // the worker is in its pause
     const pid_t child = fork();
     if (child == 0) {
@@ -55,17 +57,23 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     int status = -1;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(read_file(directory.file()), "");
+    EXPECT_EQ(read_file(path), "");
     take_traces();
-    EXPECT_EQ(dlclose(orv.handle), 0);
+    EXPECT_EQ(dlclose(orv), 0);
     EXPECT_EQ(take_trace_texts(),
-              (std::vector<std::string>{"openWrite " + directory.file(), "openWrite again",
-                                        "openWrite::write", "openWrite::write OK",
-                                        "openWrite::write error", "Unload library"}));
-    const library again;
-    EXPECT_EQ(again.open(directory.file()), ORV_OPEN_LOADED);
-    EXPECT_EQ(again.function(&ORVSC_GetInt, "ORVSC_GetInt")("a", "b", 0), 1);
-    dlclose(again.handle);
+              (lines{"openWrite " + path, "openWrite again", "openWrite::write",
+                     "openWrite::write OK", "openWrite::write error", "Unload library"}));
+    // Again and again, which leaves nothing behind.
+    orv = dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    const long threads = entries_of("/proc/self/task"), files = entries_of("/proc/self/fd");
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_EQ(CALL(orv, ORV_open)(path.c_str(), key), ORV_OPEN_LOADED);
+        ASSERT_EQ(CALL(orv, ORVSC_GetInt)("a", "b", 0), 1);
+        CALL(orv, ORV_close)();
+    }
+    EXPECT_EQ(entries_of("/proc/self/task"), threads);
+    EXPECT_EQ(entries_of("/proc/self/fd"), files);
+    dlclose(orv);
 }
 
 } // namespace

@@ -1,7 +1,17 @@
+// The worker looks at the file's modification time and reads a changed file into a document of its
+// own, without the store lock. Only the exchange of the two documents is made under it:
+//
+//     host    get  get  set  get       get  get
+//     worker      read, decipher, parse | exchange | drop the old one
 #include <orv/store/kernel.hpp>
 
+#include <orv/runtime/critical.hpp>
+#include <orv/runtime/pause.hpp>
+#include <orv/runtime/thread.hpp>
 #include <orv/store/file_state.hpp>
+#include <orv/store/sconfig.hpp>
 #include <orv/store/wipe.hpp>
+#include <orv/xml/name.hpp>
 
 #include <climits>
 #include <cstdlib>
@@ -13,13 +23,27 @@
 
 namespace ORV {
 
+using xml::or_empty;
+
 namespace {
 
 constexpr std::chrono::milliseconds pass_pause(500);
 
-const char* or_empty(const char* text) { return text ? text : ""; }
-
 } // namespace
+
+class store : public thread {
+public:
+    sconfig config;
+    critical lock; // around each use of the document while the worker runs, never across a pause
+    runtime::pause pause;
+    bool absent = false;
+
+private:
+    int onRunStep(int step) override;
+    bool reload_if_changed();
+};
+
+kernel::kernel() : store_(new store) {}
 
 kernel::~kernel() {
     try {
@@ -27,6 +51,7 @@ kernel::~kernel() {
     } catch (const std::bad_alloc&) {
         // There is nobody left to tell.
     }
+    delete store_;
 }
 
 bool kernel::open(const char* path, const char* key) {
@@ -34,10 +59,10 @@ bool kernel::open(const char* path, const char* key) {
     str_t new_key(key);
     close();
     // From here on nothing fails but the load.
-    config_.file = std::move(new_file);
-    wipe(config_.cipherKey);
-    config_.cipherKey = std::move(new_key);
-    config_.doc.clear();
+    sconfig& config = store_->config;
+    config.file = std::move(new_file);
+    wipe(config.cipherKey);
+    config.cipherKey = std::move(new_key);
     file_state state{};
     bool loaded = false;
     try {
@@ -47,88 +72,79 @@ bool kernel::open(const char* path, const char* key) {
             if (looks != 0)
                 usleep(20000);
             // The state is taken first: a change made while we read is seen by the worker.
-            state = state_of(config_.file.c_str());
-            loaded = load();
-            if (!state.empty && !state_of(config_.file.c_str()).empty)
+            state = state_of(config.file.c_str());
+            config.doc.clear();
+            loaded = config.readV();
+            if (!state.empty && !state_of(config.file.c_str()).empty)
                 break;
         }
+        if (config.doc.nameLength() == 0) // there was no element to read, and none could be saved
+            config.doc = xml::root("root");
+        store_->absent = state.empty || (state.absent && has_folder(config.file.c_str()));
     } catch (...) {
-        config_.file.clear(); // not open, so that no close writes a file that was not read
+        config.file.clear(); // not open, so that no close writes a file that was not read
         throw;
     }
-    absent_ = state.absent || state.empty;
-    config_.fileTime = loaded ? state.time : 0;
-    pause_.reset();
-    start();
+    config.fileTime = loaded ? state.time : 0;
+    store_->pause.reset();
+    store_->start();
     return loaded;
 }
 
 void kernel::close() {
-    pause_.interrupt();
-    stop();
-    if (config_.file.empty())
+    store_->pause.interrupt();
+    store_->stop();
+    sconfig& config = store_->config;
+    if (config.file.empty())
         return;
-    if (config_.changed) {
+    if (config.changed) {
         bool created; // no change of the host's: the flag stays as it is
-        config_.doc.get(nullptr, sconfig::marker, created);
+        config.doc.get(nullptr, sconfig::marker, created);
     }
-    config_.flush();
-    config_.file = nullptr;
-    config_.doc.clear();
+    config.flush();
+    config.file = nullptr;
+    config.doc.clear();
 }
 
-// Has the store read its file. If that fails, the document and the changed flag are what they were.
-bool kernel::load() {
-    xml::root kept;
-    kept.swap(config_.doc);
-    const bool kept_changed = config_.changed;
-    const auto put_back = [&] {
-        config_.doc.swap(kept);
-        config_.changed = kept_changed;
-    };
-    try {
-        if (config_.readV())
-            return true;
-    } catch (...) {
-        put_back();
-        throw;
-    }
-    put_back();
-    return false;
-}
+bool kernel::wasAbsent() const { return store_->absent; }
 
-int kernel::onRunStep(int) {
-    if (!reloadIfChanged() && !pause_.wait(pass_pause))
+int store::onRunStep(int) {
+    if (!reload_if_changed() && !pause.wait(pass_pause))
         return -1;
-    return pause_.wait(pass_pause) ? 0 : -1;
+    return pause.wait(pass_pause) ? 0 : -1;
 }
 
 // True if the file was changed and has been loaded.
-bool kernel::reloadIfChanged() {
-    const long time = state_of(config_.file.c_str()).time;
-    if (time < 1 || time == config_.fileTime)
+bool store::reload_if_changed() {
+    const long time = state_of(config.file.c_str()).time;
+    if (time < 1 || time == config.fileTime)
         return false;
-    const std::lock_guard<critical> guard(lock_);
     try {
-        if (!load())
-            return false;
+        sconfig fresh;
+        fresh.file = config.file;
+        fresh.cipherKey = config.cipherKey;
+        if (!fresh.readV())
+            return false; // and nothing has changed; the next pass tries again
+        const std::lock_guard<critical> guard(lock);
+        config.doc.swap(fresh.doc); // which goes after the lock has
+        config.changed = false;
     } catch (const std::bad_alloc&) {
         return false; // to be tried again: the worker has nobody to pass the exception to
     }
-    config_.fileTime = time;
+    config.fileTime = time;
     return true;
 }
 
 int kernel::getInt(const char* section, const char* key, int def) {
-    const std::lock_guard<critical> guard(lock_);
-    const xml::item* setting = config_.doc.get(section, key);
+    const std::lock_guard<critical> guard(store_->lock);
+    const xml::item* setting = store_->config.doc.get(section, key);
     return setting ? std::atoi(or_empty(setting->value)) : def;
 }
 
 char* kernel::getString(const char* section, const char* key, char* buf, int& size,
                         const char* def) {
-    const std::lock_guard<critical> guard(lock_);
-    const xml::item* setting = config_.doc.get(section, key);
+    const std::lock_guard<critical> guard(store_->lock);
+    const xml::item* setting = store_->config.doc.get(section, key);
     const char* text = or_empty(setting ? setting->value : def);
     const unsigned long length = std::strlen(text) + 1;
     const int whole = length > INT_MAX ? INT_MAX : static_cast<int>(length);
@@ -146,18 +162,19 @@ char* kernel::getString(const char* section, const char* key, char* buf, int& si
 }
 
 void kernel::setInt(const char* section, const char* key, int value) {
-    const std::lock_guard<critical> guard(lock_);
-    config_.setInt(section, key, value);
+    const std::lock_guard<critical> guard(store_->lock);
+    store_->config.setInt(section, key, value);
 }
 
 void kernel::setString(const char* section, const char* key, const char* value) {
-    const std::lock_guard<critical> guard(lock_);
+    const std::lock_guard<critical> guard(store_->lock);
+    sconfig& config = store_->config;
     value = or_empty(value);
     bool created;
-    xml::item* setting = config_.doc.get(section, key, created);
+    xml::item* setting = config.doc.get(section, key, created);
     if (!created && std::strcmp(or_empty(setting->value), value) == 0)
         return;
-    config_.changed = true;
+    config.changed = true;
     setting->setText(value);
 }
 

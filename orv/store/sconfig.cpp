@@ -9,19 +9,22 @@
 #include <orv/runtime/ticks.hpp>
 #include <orv/runtime/trace.h>
 #include <orv/store/aes.hpp>
-#include <orv/store/xfile.hpp>
-
 #include <orv/store/file_state.hpp>
 #include <orv/store/wipe.hpp>
+#include <orv/store/xfile.hpp>
+#include <orv/xml/name.hpp>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
 #include <sys/file.h>
 #include <unistd.h>
 
 namespace ORV {
+
+using xml::or_empty;
 
 namespace {
 
@@ -30,8 +33,6 @@ constexpr long save_budget = 10000; // ticks
 constexpr useconds_t open_pause = 100000;
 constexpr useconds_t lock_pause = 1000;
 constexpr int lock_tries = 100;
-
-const char* or_empty(const char* text) { return text ? text : ""; }
 
 // The 32 bytes of a key text, wiped when they go. Nothing is read behind the text.
 struct cipher_key {
@@ -45,18 +46,44 @@ struct cipher_key {
     ~cipher_key() { wipe(bytes, sizeof bytes); }
 };
 
-// Keeps processes that do the same from writing to the file, or from reading it, until it is
-// closed: what one of them reads is never half of one save and half of another. The lock is held
-// for the time of a write; should its holder have been stopped just then, we go on without it.
-void lock_file(std::FILE* file, int kind) {
-    for (int tries = 0; tries < lock_tries; ++tries) {
-        if (flock(fileno(file), kind | LOCK_NB) == 0 || errno != EWOULDBLOCK)
-            return;
-        usleep(lock_pause);
+// Keeps processes that do the same from writing to the file, or from reading it, while it lives:
+// what one of them reads is never half of one save and half of another. The lock is held for the
+// time of a write; should its holder have been stopped just then, we go on without it.
+class file_lock {
+public:
+    file_lock(std::FILE* file, int kind) : descriptor_(fileno(file)) {
+        for (int tries = 0; tries < lock_tries; ++tries) {
+            if (flock(descriptor_, kind | LOCK_NB) == 0 || errno != EWOULDBLOCK)
+                return;
+            usleep(lock_pause);
+        }
     }
+    file_lock(const file_lock&) = delete;
+    file_lock& operator=(const file_lock&) = delete;
+    // Closing the file would not do: a process forked meanwhile has it open too.
+    ~file_lock() { flock(descriptor_, LOCK_UN); }
+
+private:
+    int descriptor_;
+};
+
+// Opens an ordinary file as `fopen` with "rb" does. Anything else is left alone: opening a pipe
+// waits for its writer. What may take the file's place after the look at it is not waited for.
+bool open_to_read(xfile& in, const char* path) {
+    if (!state_of(path).ordinary)
+        return false;
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    if (is_ordinary(descriptor))
+        in.handle = fdopen(descriptor, "rb");
+    if (!in.handle)
+        close(descriptor);
+    return in.handle != nullptr;
 }
 
 bin_t read_all(std::FILE* from) {
+    const file_lock lock(from, LOCK_SH);
     bin_t all;
     char piece[256];
     while (const unsigned long count = std::fread(piece, 1, sizeof piece, from))
@@ -64,12 +91,20 @@ bin_t read_all(std::FILE* from) {
     return all;
 }
 
+// A program that the host starts does not inherit the file. A pipe in its place does not hold us
+// up when it is full: that is a short write.
+void keep_to_ourselves(int descriptor) {
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+}
+
 // The sleep and the trace follow every attempt, also the one that succeeds. This is intended.
 bool open_to_write(xfile& out, const char* path, long deadline) {
     while (!out.handle) {
         if (runtime::ticks() >= deadline)
             return false;
-        out.open(path, "w+b");
+        if (out.open(path, "w+b"))
+            keep_to_ourselves(fileno(out.handle));
         usleep(open_pause);
         ORV_trace4("openWrite again");
     }
@@ -99,7 +134,7 @@ bin_t enciphered(const sconfig& config) {
 bool write_ciphertext(xfile& out, const char* path, const bin_t& ciphertext, long deadline) {
     if (!open_to_write(out, path, deadline))
         return false;
-    lock_file(out.handle, LOCK_EX);
+    const file_lock lock(out.handle, LOCK_EX);
     ORV_trace4("openWrite::write");
     // Unbuffered, so that what is counted as written has left the process, and in one piece as a
     // rule.
@@ -129,9 +164,8 @@ bool sconfig::readV() {
     if (file.empty())
         return false;
     xfile in;
-    if (!in.open(file.c_str(), "rb"))
+    if (!open_to_read(in, file.c_str()))
         return false;
-    lock_file(in.handle, LOCK_SH);
     const bin_t ciphertext = read_all(in.handle);
     in.close();
     if (ciphertext.empty())

@@ -22,8 +22,9 @@ public:
     virtual ~sconfig();
 
     // Loads the file into `doc`, replacing its content, and clears `changed`. A file that cannot be
-    // read, is empty, or does not decipher to settings leaves both as they are. True only if there
-    // was something to read and `doc` then has the `marker`.
+    // read, is empty, or does not decipher to settings leaves both as they are; a pipe, a device or
+    // a directory is not even opened. True only if there was something to read and `doc` then has
+    // the `marker`.
     virtual bool readV();
     // Writes `doc` to the file; true if every byte was written. The file is opened again and again
     // for `timeout` ticks of the times() clock; none at all are tried without time left. Takes 100
