@@ -11,10 +11,7 @@
 #include <memory>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -33,13 +30,6 @@ void write_at(const std::string& path, const std::string& bytes, int second) {
     write_file(path + ".new", bytes);
     utimensat(AT_FDCWD, (path + ".new").c_str(), times, 0);
     std::filesystem::rename(path + ".new", path);
-}
-
-template <class Condition>
-bool eventually(Condition condition) {
-    for (int i = 0; i < 1000 && !condition(); ++i)
-        std::this_thread::sleep_for(milliseconds(10));
-    return condition();
 }
 
 // How often this thread has waited for something.
@@ -100,7 +90,9 @@ TEST(Reload, WhatDoesNotLoadChangesNothing) {
          rows) // for most in the same second, but a load that failed does not count
         write_at(directory.file(row.name), settings("2"), 2000);
     for (const row& row : rows) {
-        EXPECT_TRUE(eventually([&] { return row.store->getInt("v", "v", 0) == 2; })) << row.name;
+        for (int looks = 0; looks < 1000 && row.store->getInt("v", "v", 0) != 2; ++looks)
+            std::this_thread::sleep_for(milliseconds(10));
+        EXPECT_EQ(row.store->getInt("v", "v", 0), 2) << row.name;
         EXPECT_EQ(row.store->getInt("mine", "x", 0), 0) << row.name; // a load replaces everything
     }
     const auto begin = steady_clock::now();
@@ -109,54 +101,6 @@ TEST(Reload, WhatDoesNotLoadChangesNothing) {
     EXPECT_LT(steady_clock::now() - begin, milliseconds(1000)); // each is in a pause of 500
     for (const row& row : rows)
         EXPECT_EQ(read_file(directory.file(row.name)), settings("2")) << row.name; // not saved
-}
-
-// Threads of a host, the worker, and two other processes that save again and again, both at once.
-TEST(Reload, BesideTheThreadsOfTheHostAndOtherWriters) {
-    const temporary_directory directory;
-    ORV::sconfig config;
-    config.file = directory.file().c_str();
-    config.cipherKey = settings_key;
-    write_at(directory.file(), settings("7"), 1000);
-    for (int writer : {1, 2}) {
-        if (fork() != 0) // before there are threads
-            continue;
-        for (int i = 1; i <= 10; ++i) {
-            config.doc.clear();
-            for (const char* const name : {"a", "v/v", ORV::sconfig::marker, "~z"})
-                config.doc[name]->setText(std::string(writer * 1000u + 50u, '7').c_str());
-            config.writeV(10000); // takes 100 ms, most of them with an empty file
-            const timespec times[] = {{1000 + i, 0}, {1000 + i, 0}};
-            utimensat(AT_FDCWD, config.file.c_str(), times, 0);
-        }
-        _exit(0);
-    }
-    while (ORV_open(config.file.c_str(), settings_key) != ORV_OPEN_LOADED)
-        ;
-    std::atomic<bool> over{false};
-    const auto host = [&over](const char* mine) {
-        for (int i = 0; !over; ++i) {
-            char buf[3000];
-            int size = sizeof buf - 1;
-            ORVSC_SetInt(mine, "count", i);
-            ORVSC_GetString("v", "v", buf, &size, "");
-            EXPECT_EQ(std::string(buf).find_first_not_of('7'), std::string::npos);
-        }
-    };
-    std::thread threads[] = {std::thread(host, "one"), std::thread(host, "another")};
-    // What is in the file is one save, whole, and never half of two.
-    int loads = 0, status = 0;
-    for (int running = 2; running > 0; running -= waitpid(-1, &status, WNOHANG) > 0) {
-        if (config.readV() && config.doc.is_set("~z")) {
-            ++loads;
-            EXPECT_STREQ(config.doc["a"]->value, config.doc["~z"]->value);
-        }
-    }
-    EXPECT_GT(loads, 0);
-    over = true;
-    for (std::thread& thread : threads)
-        thread.join();
-    ORV_close();
 }
 
 } // namespace

@@ -40,31 +40,10 @@ struct File : testing::Test {
     const std::string good = settings_file("ORV" + text);
 };
 
-TEST_F(File, Saving) {
-    {
-        ORV::sconfig other;
-        other.file = path.c_str();
-        other.cipherKey = settings_key;
-        other.setInt("a", "b", 1);
-        other.doc[ORV::sconfig::marker];
-        take_traces();
-        EXPECT_TRUE(other.writeV(LONG_MAX));
-        EXPECT_EQ(take_traces(), (std::vector<traced>{{0x1004, "openWrite " + path},
-                                                      {0x1004, "openWrite again"},
-                                                      {0x1004, "openWrite::write"},
-                                                      {0x1004, "openWrite::write OK"}}));
-        EXPECT_TRUE(other.changed);
-        EXPECT_EQ(other.fileTime, 0);
-        other.flush();
-        EXPECT_NE(other.fileTime, 0);
-        std::filesystem::remove(path);
-    } // writes it back
-    EXPECT_EQ(read_file(path), good);
-}
-
-TEST_F(File, SavesThatFail) {
+TEST_F(File, Saves) {
     const std::string error = "openWrite::write error", again = "openWrite again",
-                      missing = directory.file("missing/file"), pipe = directory.file("pipe");
+                      write = "openWrite::write", missing = directory.file("missing/file"),
+                      pipe = directory.file("pipe");
     mkfifo(pipe.c_str(), 0600);
     const struct {
         std::string file;
@@ -75,19 +54,38 @@ TEST_F(File, SavesThatFail) {
         {path, 0, {"openWrite " + path, error}},
         {path, LONG_MIN, {"openWrite " + path, error}},
         {missing, 15, {"openWrite " + missing, again, error}},
-        {"/dev/full", 10000, {"openWrite /dev/full", again, "openWrite::write", error}},
-        {pipe, 10000, {"openWrite " + pipe, again, "openWrite::write", error}}, // a full one
+        {"/dev/full", 10000, {"openWrite /dev/full", again, write, error}},
+        {pipe, 10000, {"openWrite " + pipe, again, write, error}}, // a full one
+        {path, LONG_MAX, {"openWrite " + path, again, write, write + " OK"}},
     };
     config.doc["a"]->setText(std::string(100000, 'x').c_str());
     for (const auto& row : rows) {
+        EXPECT_FALSE(std::filesystem::exists(path));
         config.file = row.file.c_str();
         take_traces();
-        EXPECT_FALSE(config.writeV(row.budget));
+        EXPECT_EQ(config.writeV(row.budget), row.budget == LONG_MAX);
         lines traces = take_trace_texts();
         traces.erase(std::unique(traces.begin(), traces.end()), traces.end());
         EXPECT_EQ(traces, row.traces) << row.budget;
+    }
+    EXPECT_EQ(config.fileTime, 0);
+    config.setInt("a", "b", 1);
+    config.flush();
+    EXPECT_TRUE(config.changed);
+    EXPECT_NE(config.fileTime, 0);
+}
+
+TEST_F(File, TheDestructorWritesBack) {
+    for (const bool change : {false, true}) {
+        ORV::sconfig other;
+        other.file = path.c_str();
+        other.cipherKey = settings_key;
+        other.doc["a/b"]->setText("1");
+        other.doc[ORV::sconfig::marker];
+        other.changed = change;
         EXPECT_FALSE(std::filesystem::exists(path));
     }
+    EXPECT_EQ(read_file(path), good);
 }
 
 TEST_F(File, WhatOpenFinds) {

@@ -19,6 +19,7 @@
 #include <random>
 #include <sys/mman.h>
 #include <sys/wait.h>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -40,14 +41,15 @@ std::string name_of(int index) { return "stress/settings/key" + std::to_string(1
 
 // A value tells which one it is and whose, and ends with a check over itself. Files of different
 // stamps differ in size.
-std::string value_of(unsigned stamp, int index) {
+std::string value_of(unsigned long stamp, int index) {
     const std::string text = std::to_string(stamp) + "." + std::to_string(index) + "." +
                              std::string(stamp % 41, 'x') + ".";
     return text + std::to_string(std::hash<std::string>()(text));
 }
 
-void set_all(unsigned stamp) {
-    for (int i = 0; i < setting_count; ++i)
+// Nothing for stamp 0.
+void set_all(unsigned long stamp) {
+    for (int i = 0; stamp != 0 && i < setting_count; ++i)
         ORVSC_SetString(nullptr, name_of(i).c_str(), value_of(stamp, i).c_str());
 }
 
@@ -57,7 +59,7 @@ bool all_whole() {
         char value[200];
         int size = sizeof value - 1;
         ORVSC_GetString(nullptr, name_of(i).c_str(), value, &size, "");
-        if (value != value_of(static_cast<unsigned>(std::atol(value)), i))
+        if (value != value_of(std::strtoul(value, nullptr, 10), i))
             return false;
     }
     return true;
@@ -71,9 +73,10 @@ void run_host(const std::string& path, unsigned seed) {
         const int opened = ORV_open(path.c_str(), key);
         ++shared->opened[opened];
         const bool changes = random() % 2 == 0;
-        if (changes)
-            set_all(static_cast<unsigned>(random() % 1000000 + 1));
-        bool whole = opened == ORV_OPEN_LOADED || changes;
+        std::thread other(set_all, changes ? random() % 1000000 + 1 : 0); // beside our own looks
+        bool whole = all_whole() || opened == ORV_OPEN_LOADED;
+        other.join();
+        whole = whole || changes;
         for (auto left = random() % 50; left > 0 && !shared->stop; --left) {
             const bool still_whole = all_whole();
             shared->lost += whole && !still_whole;
