@@ -1,85 +1,89 @@
 // orv-post: posts an XML document to a web service and prints the document that comes back.
+#include "common.hpp"
+
 #include <orv/orv.hpp>
 
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <strings.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
-enum exit_code {
-    ok = 0,
-    not_ok = 1,
-    usage_error = 2,
-    unusable_url = 3,
-    no_document = 4,
-};
+using tools::fail;
+
+enum exit_code { not_ok = 1, unusable_url = 3, no_document = 4 };
 
 const char help[] =
-    R"(orv-post - post an XML document to a web service
+    R"(Usage: orv-post [OPTION]... URL [FILE]
 
-SYNOPSIS
-    orv-post [OPTION]... URL [FILE]
+)" ORV_TOOL_PURPOSE R"(.
 
-DESCRIPTION
-    Posts the document in FILE, or on standard input if FILE is missing or "-", to URL over plain
-    HTTP/1.1, and prints the document that comes back on standard output. Until a complete reply
-    has come, the request is sent again and again within the time it is given.
+The document in FILE, or on standard input if FILE is missing or "-", goes to
+URL over plain HTTP/1.1, and the document that comes back to standard output.
+Until a complete reply has come, the request is sent again and again within the
+time it is given.
 
-    The document is sent as compact XML: its XML declaration and the white space around its tags
-    are dropped, and attributes are put in the order of their names. Nothing is escaped or decoded.
+The document goes out as it stands, without escaping or decoding, but for its
+outermost element: the white space around the content of that is dropped, and
+its attributes are put in the order of their names and in double quotes. What
+stands in front of it (a declaration, comments) and behind it is left out.
 
-    A URL without a port means port 80. There is no TLS: an "https" URL is posted to as plain HTTP.
+A URL without a port means port 80. There is no TLS: an "https" URL is posted to
+as plain HTTP. White space and control characters in a URL are written as %20
+and the like.
 
-OPTIONS
-    --header 'NAME: VALUE'  Sends a header line; may be given several times, the last one of a name
-                            counts. These lines are there in any case, unless they are given:
-                            Accept, Cache-Control, Connection, Content-Type, Pragma, SOAPAction and
-                            User-Agent. HOST and Content-Length cannot be changed.
-    --action ACTION         Sends SOAPAction with ACTION in quotes.
-    --seconds N             Gives the whole exchange N seconds, fractions allowed; 10 if not given.
-    --show-headers          Prints the header lines of the request, marked with ">", and those of
-                            the reply, marked with "<", on standard error. The reply's status line
-                            shows as "Code" and "Status".
-    --help                  Prints this text.
-    --version               Prints the version.
+A reply that does not announce its length (no Content-Length, or chunked) is
+printed as far as it came at once; a warning says so if its status is 200.
 
-EXIT STATUS
-    0  a complete reply with status 200 has come
-    1  a complete reply with another status has come (its document is printed all the same), or
-       none in time; the reason is on standard error
-    2  the command line is wrong
-    3  the URL is unusable
-    4  the document cannot be read, or has no element
+Options:
+  -H, --header='NAME: VALUE'  send a header line; may be given several times,
+                              the last one of a name counts. These lines are
+                              there in any case, unless they are given: Accept,
+                              Cache-Control, Connection, Content-Type, Pragma,
+                              SOAPAction and User-Agent. HOST and Content-Length
+                              cannot be changed.
+  -a, --action=ACTION         send SOAPAction with ACTION in quotes
+  -s, --seconds=N             give the whole exchange N seconds, fractions
+                              allowed; 10 if not given
+  -v, --show-headers          print the header lines of the request, marked with
+                              ">", and those of the reply, marked with "<", on
+                              standard error; the reply's status line shows as
+                              "Code" and "Status"
+  -h, --help                  print this text
+  -V, --version               print the version
 
-EXAMPLES
-    orv-post --action urn:add http://127.0.0.1:8080/calculator envelope.xml
-    echo '<ping/>' | orv-post --seconds 2.5 --header 'X-Trace: 1' localhost:8080/ping
+Exit status:
+  0  a complete reply with status 200 has come
+  1  a complete reply with another status has come (its document is printed all
+     the same), or none in time; the reason is on standard error
+  2  the command line is wrong
+  3  the URL is unusable
+  4  the document cannot be read, or has no element
+  7  the output cannot be written
+
+Examples:
+  $ orv-post --action=urn:add http://127.0.0.1:8080/calculator envelope.xml
+  $ echo '<ping/>' | orv-post -s 2.5 -H 'X-Trace: 1' localhost:8080/ping
 )";
 
-struct options {
+struct command_line {
     xml::root header{"header"};
     double seconds = 10;
     bool show_headers = false;
     std::vector<std::string> words; // URL and file
 };
 
-[[noreturn]] void fail(exit_code code, const std::string& message) {
-    std::fprintf(stderr, "orv-post: %s\n", message.c_str());
-    std::exit(code);
-}
-
 void add_header(xml::root& header, const std::string& line) {
     const auto colon = line.find(':');
     const std::string name = line.substr(0, colon);
     if (colon == std::string::npos || name.empty() ||
-        name.find_first_of("\t\r\n /=<>") != std::string::npos ||
-        line.find_first_of("\r\n") != std::string::npos)
-        fail(usage_error, "a header line is 'NAME: VALUE', not '" + line + "'");
+        name.find_first_of("\t /=<>") != std::string::npos || tools::has_control(line))
+        fail(tools::usage_error,
+             "a header line is 'NAME: VALUE', not '" + tools::on_one_line(line.c_str()) + "'");
     const auto value = line.find_first_not_of(' ', colon + 1);
     header[name.c_str()]->setText(value == std::string::npos ? "" : line.c_str() + value);
 }
@@ -88,61 +92,43 @@ double read_seconds(const char* text) {
     char* end;
     const double seconds = std::strtod(text, &end);
     if (end == text || *end || !(seconds > 0 && seconds < 1e9))
-        fail(usage_error, std::string("--seconds takes a number above 0, not '") + text + "'");
+        fail(tools::usage_error,
+             std::string("--seconds takes a number above 0, not '") + text + "'");
     return seconds;
 }
 
-options read_options(int argc, char** argv) {
-    options given;
-    int i = 1;
-    for (; i < argc && std::strncmp(argv[i], "--", 2) == 0; ++i) {
-        const std::string name = argv[i];
-        if (name == "--help") {
-            std::fputs(help, stdout);
-            std::exit(ok);
-        }
-        if (name == "--version") {
-            std::puts("orv-post " ORV_VERSION_STRING);
-            std::exit(ok);
-        }
-        if (name == "--show-headers")
-            given.show_headers = true;
-        else if (name == "--header" && i + 1 < argc)
-            add_header(given.header, argv[++i]);
-        else if (name == "--action" && i + 1 < argc)
-            add_header(given.header, "SOAPAction: \"" + std::string(argv[++i]) + "\"");
-        else if (name == "--seconds" && i + 1 < argc)
-            given.seconds = read_seconds(argv[++i]);
-        else
-            fail(usage_error, "unknown or incomplete option " + name + "; see --help");
-    }
-    given.words.assign(argv + i, argv + argc);
+void read_command_line(command_line& given, int argc, char** argv) {
+    given.words = tools::read_options(
+        argc, argv, help,
+        {{'H', "header", true, [&](const char* line) { add_header(given.header, line); }},
+         {'a', "action", true,
+          [&](const char* action) {
+              add_header(given.header, std::string("SOAPAction: \"") + action + "\"");
+          }},
+         {'s', "seconds", true, [&](const char* text) { given.seconds = read_seconds(text); }},
+         {'v', "show-headers", false, [&](const char*) { given.show_headers = true; }}},
+        ULONG_MAX);
     if (given.words.empty() || given.words.size() > 2)
-        fail(usage_error, "a URL and at most one file are wanted; see --help");
-    return given;
+        fail(tools::usage_error, "a URL and at most one file are wanted; see orv-post --help");
+    const std::string& url = given.words[0];
+    if (url.empty() || url.find(' ') != std::string::npos || tools::has_control(url))
+        fail(unusable_url, "unusable URL '" + tools::on_one_line(url.c_str()) +
+                               "': it is empty, or has white space or control characters in it");
 }
 
-std::string read_all(const std::string& path) {
-    std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
-    if (!file)
-        fail(no_document, "cannot open " + path);
-    std::string text;
-    char chunk[65536];
-    for (std::size_t count; (count = std::fread(chunk, 1, sizeof chunk, file)) > 0;)
-        text.append(chunk, count);
-    if (std::ferror(file))
-        fail(no_document, "cannot read " + path);
-    if (file != stdin)
-        std::fclose(file);
-    return text;
-}
-
-// Reads the document's own element, behind a declaration.
+// Reads the document's own element, behind a declaration and comments.
 void load(xml::root& document, const std::string& path) {
-    const std::string text = read_all(path);
+    const std::string text = tools::read_file(path, no_document);
     auto start = text.find('<');
-    if (start != std::string::npos && text.compare(start, 2, "<?") == 0)
-        start = text.find("?>", start);
+    const auto step_over = [&](const char* opening, const char* end) {
+        if (start == std::string::npos || text.compare(start, std::strlen(opening), opening) != 0)
+            return false;
+        start = text.find(end, start + std::strlen(opening));
+        start = text.find('<', start);
+        return true;
+    };
+    while (step_over("<?", "?>") || step_over("<!--", "-->")) {
+    }
     if (start != std::string::npos)
         document.load(text.data() + start, text.size() - start);
     if (!document.name || std::strchr("!/=> \t\r\n", *document.name))
@@ -151,13 +137,14 @@ void load(xml::root& document, const std::string& path) {
 
 // A declaration reads as an element that holds the rest of the document; it is left out.
 void print(const xml::item& document) {
-    if (document.name && std::strncmp(document.name, "?xml", 4) == 0) {
-        std::puts(document.value ? document.value : "");
-    } else if (document.name) {
-        str_t text;
+    if (!document.name)
+        return;
+    str_t text;
+    if (std::strncmp(document.name, "?xml", 4) == 0)
+        text = document.value;
+    else
         document.save(text, 0);
-        std::puts(text.c_str());
-    }
+    tools::print(std::string(text.c_str()) + "\n");
 }
 
 // One line for each child.
@@ -169,10 +156,21 @@ void print_header(const char* mark, const xml::item& header) {
     }
 }
 
+// Such a reply counts as complete with what came together with the end of its header.
+void warn_if_unannounced(xml::root& reply_header) {
+    const xml::item* const coding = reply_header.get("Transfer-Encoding", nullptr);
+    if (coding && coding->value && strcasestr(coding->value, "chunked"))
+        tools::warn("warning: the reply is chunked, which is not decoded: it shows with the sizes "
+                    "of its chunks in it, and most of it may be missing");
+    else if (!reply_header.is_set("Content-Length"))
+        tools::warn("warning: the reply does not announce its length: most of it may be missing");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    options given = read_options(argc, argv);
+    command_line given;
+    read_command_line(given, argc, argv);
     xml::root document, reply_header("header"), reply;
     load(document, given.words.size() > 1 ? given.words[1] : "-");
 
@@ -190,5 +188,6 @@ int main(int argc, char** argv) {
     print(reply);
     if (result == 0)
         fail(not_ok, reason.c_str());
-    return ok;
+    warn_if_unannounced(reply_header);
+    return tools::done;
 }

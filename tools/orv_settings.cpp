@@ -1,242 +1,376 @@
 // orv-settings: shows or edits a settings file.
+//
+// It edits as a host does: load, set, save. But a host's texts are its own affair, and those given
+// here are anybody's. A setting is a line of an XML document, kept without escaping, so a text with
+// markup in it can hide every setting behind it. Therefore the changed document is rendered and
+// read back in memory before the file is touched, and has to hold what it held before and the new
+// setting, and nothing else.
+#include "common.hpp"
+
 #include <orv/orv.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
+#include <fcntl.h>
 #include <sys/stat.h>
-#include <vector>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
-enum exit_code {
-    done = 0,
-    not_set = 1,
-    usage_error = 2,
-    no_file = 3,
-    unreadable = 4,
-    bad_key = 5,
-    not_written = 6,
-};
+using tools::fail;
+
+enum exit_code { not_set = 1, no_file = 3, not_whole = 4, bad_key = 5, not_saved = 6 };
 
 const char help[] =
-    R"(orv-settings - show or edit a settings file
+    R"(Usage: orv-settings [OPTION]... get FILE SECTION KEY
+  or:  orv-settings [OPTION]... set FILE SECTION KEY VALUE
+  or:  orv-settings [OPTION]... list FILE
+  or:  orv-settings [OPTION]... dump FILE
 
-SYNOPSIS
-    orv-settings [OPTION]... get FILE SECTION KEY
-    orv-settings [OPTION]... set FILE SECTION KEY VALUE
-    orv-settings [OPTION]... list FILE
-    orv-settings [OPTION]... dump FILE
+)" ORV_TOOL_PURPOSE R"(.
 
-COMMANDS
-    get     Prints the text of a setting.
-    set     Sets a setting and saves the file. A host that has the file open takes the change over
-            within about a second.
-    list    Prints a line for each setting: its path, " = ", its text.
-    dump    Prints the document as it is kept in the file.
+Commands:
+  get    print the text of a setting
+  set    set a setting and save the file; a host that has the file open takes
+         the change over within about a second
+  list   print a line for each setting: its path, " = ", its text
+  dump   print the document as it is kept in the file
 
-    SECTION and KEY are paths: "net/proxy host" is "net proxy/host". Letter case does not matter.
-    An empty SECTION stands for the top of the document.
+SECTION and KEY are paths: "net/proxy host" is "net proxy/host". Letter case
+does not matter. One of the two may be empty. White space, "=" and ">" cannot
+be part of a name.
 
-OPTIONS
-    --key-file FILE   Reads the key text from the first line of FILE.
-    --key-env NAME    Takes the key text from the environment variable NAME. Without either option
-                      that is ORV_SETTINGS_KEY. A key is never given on the command line, where
-                      other users can see it.
-    --create          With set: makes the file if there is none.
-    --help            Prints this text.
-    --version         Prints the version.
+"list" keeps each setting on one line: a line feed shows as \n, a carriage
+return as \r, a TAB as \t, a backslash as \\ and any other control character in
+hexadecimal, as \x1b. "get" prints the text as it is.
 
-EXIT STATUS
-    0  done
-    1  get: there is no such setting
-    2  the command line is wrong
-    3  there is no such file
-    4  the file is there but cannot be read: wrong key, damaged, incomplete, or not a settings file
-    5  no key, or one shorter than 32 bytes
-    6  the setting was not saved, or does not read back as it was set
+A text is kept without escaping in an XML document, so one with markup in it,
+or with white space at its ends, may not read back. "set" refuses such a text,
+and whatever else would lose a setting, and leaves the file as it is; base64
+carries any text.
 
-EXAMPLE
-    export ORV_SETTINGS_KEY="a key text of 32 bytes or more..."
-    orv-settings --create set app.settings window width 800
-    orv-settings list app.settings
+Options stand in front of SECTION; what follows is taken as it is.
+
+Options:
+  -k, --key-file=FILE   read the key text from the first line of FILE
+  -e, --key-env=NAME    take the key text from the environment variable NAME;
+                        ORV_SETTINGS_KEY if neither option is given
+  -c, --create          with set: make the file if there is none
+  -h, --help            print this text
+  -V, --version         print the version
+
+The key text has 32 bytes or more, of which the first 32 count. It is never
+given on the command line, where other users can see it.
+
+Exit status:
+  0  done
+  1  get: there is no such setting
+  2  the command line is wrong
+  3  there is no such file
+  4  not all of the file can be read: wrong key, damaged, cut short, or not a
+     settings file; what can be read is printed all the same
+  5  no key, or one shorter than 32 bytes
+  6  set: refused, or the file cannot be written; it is as it was
+  7  the output cannot be written
+
+Examples:
+  $ export ORV_SETTINGS_KEY="a key text of 32 bytes or more..."
+  $ orv-settings --create set app.settings window width 800
+  $ orv-settings list app.settings
 )";
 
-struct options {
+struct command_line {
     std::string key_file;
     std::string key_variable = "ORV_SETTINGS_KEY";
     bool create = false;
     std::vector<std::string> words; // command, file and what follows
 };
 
-[[noreturn]] void fail(exit_code code, const std::string& message) {
-    std::fprintf(stderr, "orv-settings: %s\n", message.c_str());
-    std::exit(code);
-}
+// A setting: the names on its path, with a "/" between them, and its text.
+using setting = std::pair<std::string, std::string>;
 
-options read_options(int argc, char** argv) {
-    options given;
-    int i = 1;
-    for (; i < argc && std::strncmp(argv[i], "--", 2) == 0; ++i) {
-        const std::string name = argv[i];
-        if (name == "--help") {
-            std::fputs(help, stdout);
-            std::exit(done);
-        }
-        if (name == "--version") {
-            std::puts("orv-settings " ORV_VERSION_STRING);
-            std::exit(done);
-        }
-        if (name == "--create")
-            given.create = true;
-        else if (name == "--key-file" && i + 1 < argc)
-            given.key_file = argv[++i];
-        else if (name == "--key-env" && i + 1 < argc)
-            given.key_variable = argv[++i];
-        else
-            fail(usage_error, "unknown or incomplete option " + name + "; see --help");
-    }
-    given.words.assign(argv + i, argv + argc);
+command_line read_command_line(int argc, char** argv) {
+    command_line given;
+    const auto name_into = [](std::string& name, std::string& other) {
+        return [&](const char* value) {
+            if (!*value)
+                fail(tools::usage_error, "the key's file or variable has no name");
+            name = value;
+            other.clear(); // the last option counts
+        };
+    };
+    given.words =
+        tools::read_options(argc, argv, help,
+                            {{'k', "key-file", true, name_into(given.key_file, given.key_variable)},
+                             {'e', "key-env", true, name_into(given.key_variable, given.key_file)},
+                             {'c', "create", false, [&](const char*) { given.create = true; }}},
+                            2);
     return given;
 }
 
-str_t read_key(const options& given) {
-    str_t key;
-    std::string source = "the environment variable " + given.key_variable;
-    if (!given.key_file.empty()) {
-        source = given.key_file;
-        ORV::xfile file;
-        if (!file.open(given.key_file.c_str(), "rb") || !file.read(key))
-            fail(bad_key, "cannot read a key from " + source);
-    } else {
-        key = std::getenv(given.key_variable.c_str());
-        if (key.empty())
-            fail(bad_key, "no key: set " + source + ", or name a file with --key-file");
-    }
-    if (key.length() < 32)
-        fail(bad_key, "the key in " + source + " has " + std::to_string(key.length()) +
+str_t read_key(const command_line& given) {
+    const std::string source =
+        given.key_file.empty() ? "the environment variable " + given.key_variable : given.key_file;
+    std::string key;
+    if (!given.key_file.empty())
+        key = tools::read_file(given.key_file, bad_key);
+    else if (const char* const value = std::getenv(given.key_variable.c_str()))
+        key = value;
+    else
+        fail(bad_key, "no key: set " + source + ", or name a file with --key-file");
+    key.resize(std::min(key.size(), key.find_first_of(std::string("\r\n\0", 3))));
+    if (key.size() < 32)
+        fail(bad_key, "the key in " + source + " has " + std::to_string(key.size()) +
                           " bytes; it takes 32 at least");
-    return key;
+    return key.c_str();
 }
 
-// Loads the file, or ends with what is wrong with it.
-void load(ORV::sconfig& settings, const std::string& path, const str_t& key) {
-    struct stat found;
-    if (stat(path.c_str(), &found) != 0)
-        fail(no_file, path + ": " + std::strerror(errno));
-    if (S_ISDIR(found.st_mode))
-        fail(unreadable, path + " is a directory");
-    if (found.st_size == 0)
-        fail(unreadable, path + " is empty");
+enum class content { absent, empty, partly, whole };
 
+// Reads the file. A file is empty for a tenth of a second while another process saves it; what is
+// about to come is waited for.
+content load(ORV::sconfig& settings, const std::string& path, const str_t& key) {
     settings.file = path.c_str();
     settings.cipherKey = key;
-    settings.changed = true; // cleared by a load
-    const bool whole = settings.readV();
-    const bool deciphered = !settings.changed;
-    settings.changed = false;
-    if (whole)
-        return;
-    if (std::FILE* readable = std::fopen(path.c_str(), "rb"))
-        std::fclose(readable);
-    else
-        fail(unreadable, path + ": " + std::strerror(errno));
-    if (deciphered)
-        fail(unreadable, path + " is incomplete: it is being written, or was cut short");
-    if (found.st_size % 16 != 0)
-        fail(unreadable, path + " is not a settings file, or was cut short");
-    fail(unreadable, path + " does not decipher: the key is wrong, or it is not a settings file");
-}
-
-int get(const options& given) {
-    ORV::sconfig settings;
-    load(settings, given.words[1], read_key(given));
-    const xml::item* setting = settings.doc.get(given.words[2].c_str(), given.words[3].c_str());
-    if (!setting)
-        fail(not_set, given.words[2] + "/" + given.words[3] + " is not set");
-    std::puts(setting->value ? setting->value : "");
-    return done;
-}
-
-int set(const options& given) {
-    const std::string &path = given.words[1], &section = given.words[2], &name = given.words[3],
-                      &value = given.words[4];
-    const str_t key = read_key(given);
-    struct stat found;
-    const bool is_new = stat(path.c_str(), &found) != 0 && errno == ENOENT;
-    if (!is_new || !given.create) { // never write over what could not be read
-        ORV::sconfig before;
-        load(before, path, key);
+    struct stat before, after;
+    for (int looks = 1;; ++looks) {
+        if (stat(path.c_str(), &before) != 0) {
+            if (errno == ENOENT)
+                return content::absent;
+            fail(not_whole, path + ": " + std::strerror(errno));
+        }
+        if (!S_ISREG(before.st_mode))
+            fail(not_whole, path + " is not a regular file");
+        settings.changed = true; // cleared by a load
+        const bool whole = settings.readV();
+        const bool deciphered = !settings.changed;
+        settings.changed = false;
+        if (whole)
+            return content::whole;
+        if (stat(path.c_str(), &after) != 0)
+            after = before;
+        const bool settled = after.st_size != 0 && before.st_size == after.st_size &&
+                             before.st_mtime == after.st_mtime;
+        if (looks < 2 || (!settled && looks < 25)) {
+            usleep(20000);
+            continue;
+        }
+        if (after.st_size == 0)
+            return content::empty;
+        if (deciphered)
+            return content::partly;
+        break;
     }
-    ORV_open(path.c_str(), key.c_str());
-    ORVSC_SetString(section.c_str(), name.c_str(), value.c_str());
-    ORV_close();
-
-    ORV::sconfig after;
-    after.file = path.c_str();
-    after.cipherKey = key;
-    if (!after.readV())
-        fail(not_written, path + " could not be written");
-    const xml::item* setting = after.doc.get(section.c_str(), name.c_str());
-    const std::string read_back = setting && setting->value ? setting->value : "";
-    if (read_back != value)
-        fail(not_written, "the value reads back as \"" + read_back +
-                              "\": values are raw text, without markup, and without white space at "
-                              "their ends");
-    return done;
+    tools::read_file(path, not_whole); // ends here if the system does not let us read
+    if (after.st_size % 16 != 0)
+        fail(not_whole, path + " is not a settings file, or was cut short");
+    fail(not_whole, path + " does not decipher: the key is wrong, or it is not a settings file");
 }
 
-// Content is parsed when somebody looks for a child; this looks at every level.
-void parse_all(xml::item& element) {
-    element.is_set("");
-    for (unsigned long i = 0; i < element.children.count; ++i)
-        parse_all(element.children.items[i]);
+// Reads a file that is to be shown, as far as it can be read. Returns what the tool ends with.
+int load_to_show(ORV::sconfig& settings, const command_line& given) {
+    const std::string& path = given.words[1];
+    switch (load(settings, path, read_key(given))) {
+    case content::absent:
+        fail(no_file, path + ": " + std::strerror(ENOENT));
+    case content::empty:
+        fail(not_whole, path + " is empty");
+    case content::partly:
+        tools::warn(path + " is damaged or was cut short; this is what can be read of it");
+        return not_whole;
+    default:
+        return tools::done;
+    }
 }
 
-// One line for each element without children.
-void list_below(const xml::item& element, const std::string& path) {
-    if (element.children.count == 0 && path != ORV::sconfig::marker)
-        std::printf("%s = %s\n", path.c_str(), element.value ? element.value : "");
+// The path of a setting. A name that the library would take to end early is refused, for "proxy
+// host" and "proxy port" would be the same setting.
+std::string path_of(const std::string& section, const std::string& key) {
+    std::string path, rest = section + "/" + key + "/";
+    for (unsigned long end; (end = rest.find('/')) != std::string::npos; rest.erase(0, end + 1)) {
+        const std::string name = rest.substr(0, end);
+        if (xml::root(name.c_str()).nameLength() != name.size())
+            fail(tools::usage_error, "\"" + tools::on_one_line(name.c_str()) +
+                                         "\" is no name: white space, \"=\" and \">\" end a name");
+        if (!name.empty())
+            path.append(path.empty() ? "" : "/").append(name);
+    }
+    if (path.empty())
+        fail(tools::usage_error, "SECTION and KEY are both empty; at least one name is wanted");
+    return path;
+}
+
+// The settings at and below an element: the elements that have no others in them.
+void gather(xml::item& element, const std::string& path, std::vector<setting>& found) {
+    element.is_set(""); // content is parsed when somebody looks for a child
+    const std::string text = element.value ? element.value : "";
+    if (element.children.count == 0 && path != ORV::sconfig::marker &&
+        !(path.empty() && text.empty()))
+        found.emplace_back(path, text);
     for (unsigned long i = 0; i < element.children.count; ++i) {
-        const xml::item& child = element.children.items[i];
+        xml::item& child = element.children.items[i];
         const std::string name(child.name, child.nameLength());
-        list_below(child, path.empty() ? name : std::string(path).append("/").append(name));
+        gather(child, path.empty() ? name : std::string(path).append("/").append(name), found);
     }
 }
 
-int list(const options& given) {
-    ORV::sconfig settings;
-    load(settings, given.words[1], read_key(given));
-    parse_all(settings.doc);
-    list_below(settings.doc, "");
-    return done;
+std::string without_capitals(std::string text) {
+    for (char& c : text)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return text;
 }
 
-int dump(const options& given) {
-    ORV::sconfig settings;
-    load(settings, given.words[1], read_key(given));
+// The settings that whoever loads the document from a file will find, sorted. The document's own
+// content stays as it is, parsed or not.
+std::vector<setting> read_back(const xml::root& document) {
     str_t text;
-    parse_all(settings.doc);
+    document.saveF(text, 0);
+    xml::root copy;
+    copy.load(text.c_str(), text.length());
+    std::vector<setting> found;
+    gather(copy, "", found);
+    for (setting& one : found)
+        one.first = without_capitals(one.first);
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+bool is_below(const std::string& path, const std::string& other) {
+    return other.empty() || path.compare(0, other.size() + 1, other + "/") == 0;
+}
+
+// Ends the tool unless the document reads back as what is expected.
+void check(const xml::root& document, std::vector<setting> expected, const setting& added) {
+    std::sort(expected.begin(), expected.end());
+    const std::vector<setting> found = read_back(document);
+    if (found == expected)
+        return;
+    std::vector<setting> lost;
+    std::set_difference(expected.begin(), expected.end(), found.begin(), found.end(),
+                        std::back_inserter(lost));
+    for (const setting& one : lost) {
+        if (is_below(one.first, added.first) || is_below(added.first, one.first))
+            fail(not_saved, "not set, for this would remove \"" +
+                                tools::on_one_line(one.first.c_str()) +
+                                "\": no setting can be above or below another");
+    }
+    fail(not_saved, "not set, for this or another setting would not read back as it is: markup in "
+                    "a text, and white space at its ends, do not last; base64 carries any text");
+}
+
+// Saves the document. The system is asked first, so that what it refuses is known at once, with the
+// reason. A save cuts the file before it writes: should that fail half way, what was there is put
+// back.
+void save(ORV::sconfig& settings, const std::string& path, bool is_new) {
+    const std::string cannot_write = "cannot write " + path + ": ";
+    const std::string before = is_new ? "" : tools::read_file(path, not_saved);
+    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC | (is_new ? O_CREAT : 0), 0666);
+    if (file == -1)
+        fail(not_saved, cannot_write + std::strerror(errno));
+    close(file);
+    errno = 0;
+    if (settings.writeV(sysconf(_SC_CLK_TCK)))
+        return;
+    const std::string reason = errno ? std::strerror(errno) : "it was not let in for a second";
+    if (is_new) {
+        std::remove(path.c_str());
+    } else {
+        ORV::xfile back;
+        if (!back.open(path.c_str(), "wb") ||
+            std::fwrite(before.data(), 1, before.size(), back.handle) != before.size() ||
+            std::fflush(back.handle) != 0)
+            fail(not_saved, cannot_write + reason + "; its content could not be put back");
+    }
+    fail(not_saved, cannot_write + reason);
+}
+
+int get(const command_line& given) {
+    const std::string &section = given.words[2], &key = given.words[3];
+    const std::string path = path_of(section, key);
+    ORV::sconfig settings;
+    const int status = load_to_show(settings, given);
+    const xml::item* const found = settings.doc.get(section.c_str(), key.c_str());
+    if (!found)
+        fail(status == tools::done ? not_set : status, path + " is not set");
+    tools::print(std::string(found->value ? found->value : "") + "\n");
+    return status;
+}
+
+int set(const command_line& given) {
+    const std::string &file = given.words[1], &text = given.words[4];
+    const std::string path = path_of(given.words[2], given.words[3]);
+    const setting added(without_capitals(path), text);
+    ORV::sconfig settings;
+    const content held = load(settings, file, read_key(given));
+    if (held == content::partly)
+        fail(not_whole, file + " is damaged or was cut short, and saving would lose the rest: move "
+                               "it away, and set what \"list\" can read of it in a new one");
+    if (held == content::absent && !given.create)
+        fail(no_file, "there is no " + file + "; --create makes it");
+    if (held == content::empty && !given.create)
+        fail(not_whole, file + " is empty; --create makes a settings file of it");
+
+    std::vector<setting> expected = read_back(settings.doc);
+    bool created;
+    xml::item* const element = settings.doc.get(nullptr, path.c_str(), created);
+    const std::string old_text = element->value ? element->value : "";
+    if (!created && old_text == text)
+        return tools::done;
+    const auto old = std::find(expected.begin(), expected.end(), setting(added.first, old_text));
+    if (old != expected.end())
+        expected.erase(old);
+    expected.push_back(added);
+    element->setText(text.c_str());
+    settings.doc.get(nullptr, ORV::sconfig::marker, created);
+    check(settings.doc, expected, added);
+    save(settings, file, held == content::absent);
+    return tools::done;
+}
+
+int list(const command_line& given) {
+    ORV::sconfig settings;
+    const int status = load_to_show(settings, given);
+    std::vector<setting> found;
+    gather(settings.doc, "", found);
+    std::string lines;
+    for (const setting& one : found)
+        lines += tools::on_one_line(one.first.c_str()) + " = " +
+                 tools::on_one_line(one.second.c_str()) + "\n";
+    tools::print(lines);
+    return status;
+}
+
+int dump(const command_line& given) {
+    ORV::sconfig settings;
+    const int status = load_to_show(settings, given);
+    str_t text;
     settings.doc.saveF(text, 0);
-    std::fputs(text.c_str(), stdout);
-    return done;
+    tools::print(text.c_str());
+    return status;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const options given = read_options(argc, argv);
+    const command_line given = read_command_line(argc, argv);
     struct {
         const char* name;
         unsigned long words;
-        int (*run)(const options&);
+        int (*run)(const command_line&);
     } const commands[] = {{"get", 4, get}, {"set", 5, set}, {"list", 2, list}, {"dump", 2, dump}};
     for (const auto& command : commands) {
-        if (!given.words.empty() && given.words[0] == command.name &&
-            given.words.size() == command.words)
-            return command.run(given);
+        if (given.words.empty() || given.words[0] != command.name)
+            continue;
+        if (given.words.size() != command.words)
+            fail(tools::usage_error,
+                 "too few or too many words for " + given.words[0] + "; see orv-settings --help");
+        if (given.words[1].empty())
+            fail(tools::usage_error, "no file is named");
+        return command.run(given);
     }
-    fail(usage_error, "unknown command, or too few or too many words; see --help");
+    fail(tools::usage_error, "a command is wanted: get, set, list or dump; see --help");
 }

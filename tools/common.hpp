@@ -1,0 +1,46 @@
+// What the tools have in common: options, errors, what they read and what they print.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tools {
+
+// The exit codes that mean the same in every tool; each has others beside them.
+enum { done = 0, usage_error = 2, not_printed = 7 };
+
+// An option of the command line, in its short and its long form. `take` gets the option's value,
+// or null if it takes none.
+struct option {
+    char letter;
+    const char* name;
+    bool has_value;
+    std::function<void(const char* value)> take;
+};
+
+// Reads the options of a command line, --help and --version among them, and returns the words.
+// Options stand in front of word number `last`, counted from 0: from that word on all are words,
+// whatever they begin with, as they are behind "--".
+std::vector<std::string> read_options(int argc, char** argv, const char* help,
+                                      const std::vector<option>& options, unsigned long last);
+
+// Says what is wrong, on standard error, and ends the program.
+[[noreturn]] void fail(int code, const std::string& message);
+void warn(const std::string& message);
+
+// The whole of a file, or of standard input for "-". A file that cannot be read is a failure of
+// that code.
+std::string read_file(const std::string& path, int code);
+
+// Puts a text on standard output. Where it cannot be written the program fails.
+void print(const std::string& text);
+
+// The text on one line and without effect on a terminal: a line feed as \n, a carriage return as
+// \r, a TAB as \t, a backslash as two, other control characters in hexadecimal as \x1b.
+std::string on_one_line(const char* text);
+
+// Whether there is a control character in the text.
+bool has_control(const std::string& text);
+
+} // namespace tools
