@@ -1,0 +1,149 @@
+// The command-line tools as their users meet them: a row is what is typed, the exit status, and
+// something of what is said.
+#include <orv/orv.hpp>
+
+#include "support/scripted_server.hpp"
+#include "support/temporary_directory.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+namespace {
+
+struct row {
+    const char* typed;
+    int status;
+    const char* says;
+};
+
+class Tools : public testing::Test {
+protected:
+    Tools() {
+        setenv("PATH", (ORV_TOOLS ":" + std::string(getenv("PATH"))).c_str(), 1);
+        setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // stream<0> keeps blocks by contract
+        setenv("ORV_SETTINGS_KEY", "0123456789abcdef0123456789abcdef", 1);
+        setenv("OTHER", "0123456789abcdef0123456789abcdeF", 1);
+        run("printf '0123456789abcdef0123456789abcdef\\r\\nmore' >key; printf short >short; "
+            ":>empty;"
+            "mkfifo pipe; printf '<?xml?>\\n<!-- <no> --> <q/>' >doc; echo '<!-- <q/>' >none");
+        ORV_open(path("f").c_str(), getenv("ORV_SETTINGS_KEY"));
+        ORVSC_SetString("a", "b", "c");
+        ORVSC_SetString("net/proxy", "Host", "gw");
+        ORVSC_SetString(nullptr, "top", "two\n\\lines");
+        ORV_close();
+        write_file(path("cut"), read_file(path("f")).substr(0, 64));
+    }
+    std::string path(const char* name) const { return directory_.file(name); }
+    int run(const std::string& command) {
+        std::FILE* pipe = popen(("cd " + path("") + "; (" + command + ") 2>&1").c_str(), "r");
+        said_.clear();
+        for (int c; (c = std::fgetc(pipe)) != EOF;)
+            said_ += static_cast<char>(c);
+        return WEXITSTATUS(pclose(pipe));
+    }
+    void expect(const std::string& before, const row& row) {
+        EXPECT_EQ(run(before + row.typed), row.status) << row.typed << "\n" << said_;
+        EXPECT_NE(said_.find(row.says), std::string::npos) << row.typed << "\n" << said_;
+    }
+
+    temporary_directory directory_;
+    std::string said_;
+};
+
+TEST_F(Tools, SettingsAreShownAndSet) {
+    const row rows[] = {
+        {"get f NET proxy/host", 0, "gw\n"},
+        {"--key-file=key list f", 0, "a/b = c\nnet/proxy/Host = gw\ntop = two\\n\\\\lines\n"},
+        {"set f n New -5", 0, ""},
+        {"list -kkey f", 0, "\nn/New = -5\n"},
+        {"set f a b 'a < b > c'", 0, ""},
+        {"get -e ORV_SETTINGS_KEY -- f a b", 0, "a < b > c\n"},
+        {"--create set new -a b '</b>'", 2, "invalid option"},
+        {"--create set -- new -a b c", 0, ""},
+        {"dump new", 0, "<root>\n <-a>\n  <b>\n   c\n"},
+        {"-c set empty a b c", 0, ""},
+    };
+    for (const row& row : rows)
+        expect("orv-settings ", row);
+    // A file that another process is saving is waited for.
+    expect("cp f copy; :>f; { sleep 0.2; cat copy >f; } & orv-settings ", {"get f a b", 0, "< b"});
+}
+
+TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
+    const row rows[] = {
+        // What would not read back, or hide other settings.
+        {"set f x y '</root>'", 6, "base64"},
+        {"set f x y '<x a=\"'", 6, "base64"},
+        {"set f x y '<b>'", 6, "base64"},
+        {"set f x y '5 <x a=\" inch'", 6, "base64"},
+        {"set f x y ' c'", 6, "white space"},
+        {"set f net '' v", 6, "\"net/proxy/host\""},
+        {"set f top/x y v", 6, "\"top\""},
+        {"set f '' '' v", 2, "both empty"},
+        {"set f net 'proxy host' v", 2, "\"proxy host\" is no name"},
+        {"set f net 'a\nb' v", 2, "is no name"},
+        {"get f a x", 1, "a/x is not set"},
+        // Files.
+        {"get '' a b", 2, "no file"},
+        {"list no", 3, "No such file"},
+        {"set no a b c", 3, "--create"},
+        {"-c set no/f a b c", 6, "No such file"},
+        {"-c set . a b c", 4, "not a regular file"},
+        {"list pipe", 4, "not a regular file"},
+        {"list key", 4, "not a settings file"},
+        {"-e OTHER -c set f a b c", 4, "the key is wrong"},
+        {"list cut", 4, "a/b = c\n"},
+        {"set cut a b d", 4, "cut short"},
+        {"list f >/dev/full", 7, "No space left"},
+        {"--help >/dev/full", 7, "No space left"},
+        // Keys and options.
+        {"-k '' list f", 2, "no name"},
+        {"-k short list f", 5, "5 bytes"},
+        {"list --key-file", 2, "--help"},
+        {"", 2, "--help"},
+    };
+    const std::string f = read_file(path("f")), cut = read_file(path("cut"));
+    for (const row& row : rows) {
+        expect("orv-settings ", row);
+        EXPECT_TRUE(f == read_file(path("f")) && cut == read_file(path("cut"))) << row.typed;
+    }
+    expect("trap '' XFSZ; ulimit -f 1; orv-settings ",
+           {"set f big x \"$(seq 999)\"", 6, "File too large"}); // as a full disk
+    EXPECT_EQ(read_file(path("f")), f);
+}
+
+TEST_F(Tools, Posts) {
+    struct {
+        const char* reply;
+        row expected;
+    } const rows[] = {
+        {"200 OK\r\nContent-Length: 4\r\n\r\n<a/>", {"$URL doc", 0, "<a/>\n"}},
+        {"200 OK\r\n\r\n<a/>",
+         {"<doc -H'X-Y: z' $URL -", 0, "warning: the reply does not announce"}},
+        {"200 OK\r\nTransfer-Encoding: Chunked\r\n\r\n4\r\n<a/>", {"$URL doc", 0, "chunked"}},
+        {"404 No\r\nContent-Length: 0\r\n\r\n", {"-v $URL --seconds=5 doc", 1, "< Code: 404\n"}},
+        {"200 OK\r\nContent-Length: 4\r\n\r\n<a/>", {"$URL doc >/dev/full", 7, "No space left"}},
+    };
+    for (const auto& row : rows) {
+        support::scripted_server server({[&](support::peer& client) {
+            client.read_request();
+            client.send(std::string("HTTP/1.1 ") + row.reply);
+        }});
+        setenv("URL", server.url().c_str(), 1);
+        expect("orv-post ", row.expected);
+        const std::string request = server.stop().at(0);
+        EXPECT_EQ(request.substr(request.find("\r\n\r\n")), "\r\n\r\n<q/>");
+    }
+    const row refused[] = {
+        {"'localhost/\r\nX: y' doc", 3, "localhost/\\r\\nX: y"},
+        {"localhost none", 4, "no element"},
+        {"localhost .", 4, "Is a directory"},
+        {"-H 'X: a\nY: b' localhost", 2, "a header line is"},
+        {"-s 0 localhost", 2, "above 0"},
+    };
+    for (const row& row : refused)
+        expect("orv-post ", row);
+}
+
+} // namespace
