@@ -168,7 +168,8 @@ content load(ORV::sconfig& settings, const std::string& path, const str_t& key) 
     tools::read_file(path, not_whole); // ends here if the system does not let us read
     if (after.st_size % 16 != 0)
         fail(not_whole, path + " is not a settings file, or was cut short");
-    fail(not_whole, path + " does not decipher: the key is wrong, or it is not a settings file");
+    fail(not_whole,
+         path + " does not decipher: the key is wrong, or it is damaged, or no settings file");
 }
 
 // Reads a file that is to be shown, as far as it can be read. Returns what the tool ends with.
