@@ -69,17 +69,21 @@ void warn(const std::string& message) {
 }
 
 std::string read_file(const std::string& path, int code) {
-    std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
+    std::FILE* const file = std::fopen(path.c_str(), "rb");
     if (!file)
         fail(code, path + ": " + std::strerror(errno));
+    const std::string text = read_all(file, path, code);
+    std::fclose(file);
+    return text;
+}
+
+std::string read_all(std::FILE* file, const std::string& name, int code) {
     std::string text;
     char chunk[65536];
     for (unsigned long count; (count = std::fread(chunk, 1, sizeof chunk, file)) > 0;)
         text.append(chunk, count);
     if (std::ferror(file))
-        fail(code, path + ": " + std::strerror(errno));
-    if (file != stdin)
-        std::fclose(file);
+        fail(code, name + ": " + std::strerror(errno));
     return text;
 }
 

@@ -1,6 +1,7 @@
 // What the tools have in common: options, errors, what they read and what they print.
 #pragma once
 
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -29,9 +30,9 @@ std::vector<std::string> read_options(int argc, char** argv, const char* help,
 [[noreturn]] void fail(int code, const std::string& message);
 void warn(const std::string& message);
 
-// The whole of a file, or of standard input for "-". A file that cannot be read is a failure of
-// that code.
+// The whole of a file. One that cannot be read is a failure of that code.
 std::string read_file(const std::string& path, int code);
+std::string read_all(std::FILE* file, const std::string& name, int code);
 
 // Puts a text on standard output. Where it cannot be written the program fails.
 void print(const std::string& text);

@@ -118,7 +118,10 @@ void read_command_line(command_line& given, int argc, char** argv) {
 
 // Reads the document's own element, behind a declaration and comments.
 void load(xml::root& document, const std::string& path) {
-    const std::string text = tools::read_file(path, no_document);
+    const bool piped = path == "-";
+    const std::string name = piped ? "standard input" : path;
+    const std::string text =
+        piped ? tools::read_all(stdin, name, no_document) : tools::read_file(path, no_document);
     auto start = text.find('<');
     const auto step_over = [&](const char* opening, const char* end) {
         if (start == std::string::npos || text.compare(start, std::strlen(opening), opening) != 0)
@@ -132,7 +135,7 @@ void load(xml::root& document, const std::string& path) {
     if (start != std::string::npos)
         document.load(text.data() + start, text.size() - start);
     if (!document.name || std::strchr("!/=> \t\r\n", *document.name))
-        fail(no_document, "there is no element in " + (path == "-" ? "the input" : path));
+        fail(no_document, "there is no element in " + name);
 }
 
 // A declaration reads as an element that holds the rest of the document; it is left out.
