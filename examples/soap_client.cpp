@@ -43,6 +43,18 @@ std::string lines(const xml::item& document) {
     return text.c_str();
 }
 
+// The element at a path below the body of a reply. A reply that opens with an XML declaration is a
+// document "?xml" with the envelope in it, so that a path from the top begins with "soap:Envelope";
+// without one the document is the envelope itself, and a path begins with "soap:Body". Searching
+// for the body finds it in both; a member that is called on nothing gives nothing.
+const xml::item* in_body(soap_call& call, const char* path) {
+    return call.reply.search("soap:Body")->get(path, nullptr);
+}
+
+std::string document_name(const xml::item& document) {
+    return std::string(document.name ? document.name : "", document.nameLength());
+}
+
 void ask_for_sum(soap_call& call) {
     // The prefix belongs to the name; attributes are set beside the children.
     bool created;
@@ -61,9 +73,11 @@ bool show_sum(const std::string& url) {
                 indented(call.envelope).c_str());
 
     // Content is taken apart when it is asked for, one level at a time.
-    const xml::item* sum = call.reply.get("soap:Body/addResponse/sum", nullptr);
-    std::printf("The reply's status and header lines:\n%s\nThe reply's body:\n%s\n",
-                lines(call.reply_header).c_str(), indented(call.reply).c_str());
+    const xml::item* sum = in_body(call, "addResponse/sum");
+    std::printf(
+        "The reply's status and header lines:\n%s\nThe reply's body, a document \"%s\":\n%s\n",
+        lines(call.reply_header).c_str(), document_name(call.reply).c_str(),
+        indented(call.reply).c_str());
     std::printf("2 and 3 make %s: result %d, \"%s\"\n", sum ? sum->value : "nothing", result,
                 call.reason.c_str());
     return result == 1 && sum && std::string(sum->value) == "5";
@@ -72,9 +86,11 @@ bool show_sum(const std::string& url) {
 bool show_fault(const std::string& url) {
     soap_call call;
     const int result = call.post(url + "/fault", 5);
-    const xml::item* text = call.reply.get("soap:Body/soap:Fault/faultstring", nullptr);
-    std::printf("A service that fails: result %d, \"%s\", and in the body: %s\n", result,
-                call.reason.c_str(), text ? text->value : "nothing");
+    const xml::item* text = in_body(call, "soap:Fault/faultstring");
+    std::printf(
+        "A service that fails: result %d, \"%s\", and in the body of a document \"%s\": %s\n",
+        result, call.reason.c_str(), document_name(call.reply).c_str(),
+        text ? text->value : "nothing");
     return result == 0 && text;
 }
 

@@ -3,7 +3,8 @@
 //     orv-soap-service [PORT]
 //
 // Listens on 127.0.0.1, on a free port if none is given, and prints the port as its first line.
-// It answers one connection after the other until it is killed:
+// Some services send an XML declaration and some do not: this one does with a sum, and not with a
+// fault. It answers one connection after the other until it is killed:
 //
 //     POST /calculator with <a>2</a> and <b>3</b> in its body    200 and an envelope with the sum
 //     the same without one of the numbers                         500 and a SOAP fault
@@ -31,9 +32,11 @@ std::string text_of(const std::string& xml, const std::string& name) {
     return xml.substr(text, end - text);
 }
 
-std::string reply(const char* status, const std::string& content) {
+std::string reply(const char* status, const std::string& content, const char* declaration = "") {
     const std::string body =
-        "<soap:Envelope><soap:Body>" + content + "</soap:Body></soap:Envelope>";
+        declaration + ("<soap:Envelope xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\">"
+                       "<soap:Body>" +
+                       content + "</soap:Body></soap:Envelope>");
     return std::string("HTTP/1.1 ") + status +
            "\r\nServer: orv-soap-service\r\nContent-Type: text/xml; "
            "charset=UTF-8\r\nContent-Length: " +
@@ -55,7 +58,8 @@ std::string answer(const std::string& request) {
     if (a.empty() || b.empty())
         return fault("two numbers are needed, a and b");
     const long sum = std::atoi(a.c_str()) + static_cast<long>(std::atoi(b.c_str()));
-    return reply("200 OK", "<addResponse><sum>" + std::to_string(sum) + "</sum></addResponse>");
+    return reply("200 OK", "<addResponse><sum>" + std::to_string(sum) + "</sum></addResponse>",
+                 "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
 }
 
 // The head of a request and as much of a body as it announces, up to a megabyte.

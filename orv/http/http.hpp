@@ -44,7 +44,11 @@ public:
     //                each name, and from the status line "Code" (200) and "Status" (200 OK). A
     //                complete reply always has "Status". A name with "/" makes nested elements; an
     //                empty name sets the text of `replyHeader` itself and removes its children.
-    // `replyBody`    Receives the reply's document, as far as it parses; untouched without one.
+    // `replyBody`    Receives the reply's document, as far as it parses; untouched without one. It
+    //                is the first element of the text: the envelope, so that a path begins below it
+    //                ("soap:Body/..."); or, of a reply that opens with an XML declaration, "?xml",
+    //                and the envelope its child ("soap:Envelope/soap:Body/..."). The prefixes are
+    //                the server's choice. `search` finds an element by name in both.
     // `error`        After a complete reply the text of "Status"; else why there is none. It is not
     //                emptied before: a call that only ran out of time leaves an old text standing.
     // `timeout`      The budget in ticks of `times()`, of which `sysconf(_SC_CLK_TCK)` make a
@@ -55,12 +59,13 @@ public:
     // `header` for a foreign protocol, and `error` is untouched.
     //
     // Without a "Content-Length" a reply ends with the bytes that arrive together with the end of
-    // its header; the reply ends nowhere if that length is negative.
+    // its header, so most of it may be missing, though the result is 1. That goes for a chunked one
+    // too, of which the chunk sizes stay in the text. The reply ends nowhere if that length is
+    // negative. The path of the URL goes out as it stands, like everything in `header`.
     //
-    // Blocks for the budget, a pause of 100 ms and what the operating system takes for one look-up
-    // of a name and one connect; an unreachable address can take it minutes. Signals that come
-    // from a server hanging up do not reach the host. Errors: if memory runs out the allocator's
-    // exception passes through, and the connection is closed.
+    // Blocks for the budget, a pause of 100 ms and what the operating system takes to look up a
+    // name. Signals that come from a server hanging up do not reach the host. Errors: if memory
+    // runs out the allocator's exception passes through, and the connection is closed.
     static int request(const char* url, xml::root& header, xml::root& body, xml::root& replyHeader,
                        xml::root& replyBody, str_t& error, long timeout);
 };
