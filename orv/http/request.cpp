@@ -3,6 +3,7 @@
 // spent.
 #include <orv/http/http.hpp>
 
+#include <orv/buffers/text.hpp>
 #include <orv/http/connection.hpp>
 #include <orv/http/deadline.hpp>
 #include <orv/http/rendered.hpp>
@@ -157,7 +158,7 @@ struct exchange {
 
 int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml::root& replyHeader,
                        xml::root& replyBody, str_t& error, long timeout) {
-    ORV_trace6("URL %s\n", url ? url : "");
+    ORV_trace6("URL %s\n", buffers::or_empty(url));
     stream<0> scheme, host, path;
     long port;
     // The two complaints go into different documents; this is intended.

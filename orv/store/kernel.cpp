@@ -5,13 +5,13 @@
 //     worker      read, decipher, parse | exchange | drop the old one
 #include <orv/store/kernel.hpp>
 
+#include <orv/buffers/text.hpp>
 #include <orv/runtime/critical.hpp>
 #include <orv/runtime/pause.hpp>
 #include <orv/runtime/thread.hpp>
 #include <orv/store/file_state.hpp>
 #include <orv/store/sconfig.hpp>
 #include <orv/store/wipe.hpp>
-#include <orv/xml/name.hpp>
 
 #include <climits>
 #include <cstdlib>
@@ -23,7 +23,7 @@
 
 namespace ORV {
 
-using xml::or_empty;
+using buffers::or_empty;
 
 namespace {
 

@@ -6,13 +6,13 @@
 // the file and writes it anew.
 #include <orv/store/sconfig.hpp>
 
+#include <orv/buffers/text.hpp>
 #include <orv/runtime/ticks.hpp>
 #include <orv/runtime/trace.h>
 #include <orv/store/aes.hpp>
 #include <orv/store/file_state.hpp>
 #include <orv/store/wipe.hpp>
 #include <orv/store/xfile.hpp>
-#include <orv/xml/name.hpp>
 
 #include <cerrno>
 #include <cstdlib>
@@ -24,7 +24,7 @@
 
 namespace ORV {
 
-using xml::or_empty;
+using buffers::or_empty;
 
 namespace {
 

@@ -1,6 +1,8 @@
 // The bytes of names: what ends a name, and the order of names. Not installed.
 #pragma once
 
+#include <orv/buffers/text.hpp>
+
 namespace xml {
 
 // What a byte counts as in the order of names: 0 for the bytes that end a name, lower case for
@@ -36,8 +38,7 @@ inline int compare_names(const char* a, const char* b) {
     }
 }
 
-// A null name is the empty name.
-inline const char* or_empty(const char* text) { return text ? text : ""; }
+using buffers::or_empty; // a null name is the empty name
 
 inline unsigned long name_length(const char* name) {
     const char* end = name;
