@@ -24,15 +24,18 @@ struct ORV_API buffer {
 
     // A block with a copy of `length` bytes of text, two NULs behind them and a count of 1.
     static buffer* create(const char* text, unsigned long length);
-    // A block with `name` up to its first delimiter, a NUL, `value` (null counts as empty) and two
-    // NULs; a count of 1. `value_at` receives where the value stands.
-    static buffer* create(const char* name, const char* value, char*& value_at);
 
     char* text() { return reinterpret_cast<char*>(this + 1); }
 
     void addRef() { refs.fetch_add(1, std::memory_order_relaxed); }
     // Gives a reference back; the last one frees the block.
     void release();
+
+private:
+    friend class item;
+
+    // A block with room for that much text, which remains to be written.
+    ORV_LOCAL static buffer* allocate(unsigned long length);
 };
 
 } // namespace xml

@@ -1,21 +1,21 @@
 // An element is closed by the end tag at which the tags of its own name balance. Tags of other
 // names are only stepped over; but stepped over they must be, for a "<" or ">" in a quoted
-// attribute value is none. That takes a look at every byte (`walk`), which is right for every text,
-// and is how short contents are read.
+// attribute value is none. There are four ways to find that end tag, all with the same result:
 //
-// Long ones are read in two steps that look at 16 bytes at once. First the tags of that name are
-// counted as if every "<" began a tag and every ">" ended one (`search`). Then the text up to the
-// end tag found is checked for being so (`check`): by far the most text is, and where it is not,
-// `walk` has the last word. A checked stretch serves all the elements in it, so that a path through
-// many levels checks its text but once.
+//   first tag  is the one where an element holds text alone, as most do
+//   walk       is a look at every byte, right for every text, and how short contents are read
+//   search     looks at 16 bytes at once: the tags of that name are counted as if every "<" began a
+//              tag and every ">" ended one, and then the text up to the end tag found is checked
+//              for being so. By far the most text is, and where it is not, `walk` has the last
+//              word. A checked stretch serves all the elements in it
+//   index      is of all tags in a text (tag_index.cpp), for an operation that goes deep
 #include <orv/xml/content.hpp>
 
+#include <orv/xml/bytes16.hpp>
 #include <orv/xml/name.hpp>
 #include <orv/xml/scan.hpp>
 
-#include <cstdint>
 #include <cstring>
-#include <emmintrin.h>
 
 namespace xml {
 
@@ -24,46 +24,6 @@ namespace {
 // TAB, LF, space; not CR, on purpose.
 bool is_trimmed(char c) { return c == ' ' || c == '\n' || c == '\t'; }
 
-enum class verdict { closed, unclosed, undecided };
-
-// Looks for the end tag byte by byte, in tags that begin before `limit`.
-verdict walk(const char* name, char* value, const char* limit, char*& closing) {
-    unsigned long depth = 1; // open elements of that name
-    for (char* at = value;;) {
-        char* const tag = find(at, '<');
-        if (*tag == 0)
-            return verdict::unclosed;
-        if (tag >= limit)
-            return verdict::undecided;
-        if (tag[1] == '/') {
-            if (compare_names(tag + 2, name) == 0 && --depth == 0) {
-                closing = tag;
-                return verdict::closed;
-            }
-            at = find(tag + 2, '>');
-        } else {
-            bool closed;
-            at = skip_tag(tag + 1, closed);
-            if (!closed && compare_names(tag + 1, name) == 0)
-                ++depth;
-        }
-    }
-}
-
-// 16 bytes at once.
-struct bytes16 {
-    __m128i v;
-
-    static bytes16 load(const char* at) {
-        return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(at))};
-    }
-    static bytes16 all(char c) { return {_mm_set1_epi8(c)}; }
-    std::uint64_t bits() const { return static_cast<std::uint32_t>(_mm_movemask_epi8(v)); }
-    friend bytes16 operator==(bytes16 a, bytes16 b) { return {_mm_cmpeq_epi8(a.v, b.v)}; }
-    friend bytes16 operator|(bytes16 a, bytes16 b) { return {_mm_or_si128(a.v, b.v)}; }
-    friend bytes16 operator&(bytes16 a, bytes16 b) { return {_mm_and_si128(a.v, b.v)}; }
-};
-
 // Finds the tags, start and end alike, whose name begins with a given byte in either case.
 class tag_finder {
 public:
@@ -71,37 +31,57 @@ public:
         : first_(static_cast<char>(rank(first))), first_of_16_(bytes16::all(first_)),
           case_bit_(bytes16::all(first_ >= 'a' && first_ <= 'z' ? 0x20 : 0)) {}
 
-    // The first such tag between `at` and `end`, where a NUL stands; `end` if there is none. `at`
+    // The first such tag between `at` and `end`, which may be the NUL; `end` if there is none. `at`
     // is not the beginning of the text.
     char* next(char* at, char* end) const {
-        for (; end - at > 32; at += 32) {
-            // Where an end tag begins in front of `at`, its "/" still is here.
-            std::uint64_t found = before_name(at) | before_name(at + 16) << 16;
-            for (; found != 0; found &= found - 1) {
-                char* const tag = at + __builtin_ctzll(found);
-                if (*tag == '<')
+        if (first_ == '?' || first_ == '!')
+            return next_declaration(at, end);
+        // Where an end tag begins in front of `at`, its "/" still is here.
+        for (; end - at > 64; at += 64) {
+            const bytes16 found[] = {before_name(at), before_name(at + 16), before_name(at + 32),
+                                     before_name(at + 48)};
+            if (((found[0] | found[1]) | (found[2] | found[3])).bits() == 0)
+                continue;
+            std::uint64_t bits = found[0].bits() | found[1].bits() << 16 | found[2].bits() << 32 |
+                                 found[3].bits() << 48;
+            for (; bits != 0; bits &= bits - 1) {
+                if (char* const tag = tag_before(at + __builtin_ctzll(bits)))
                     return tag;
-                if (tag[-1] == '<')
-                    return tag - 1;
             }
         }
         for (; at < end; ++at) {
             if (rank(at[1]) != first_)
                 continue;
-            if (*at == '<')
-                return at;
-            if (*at == '/' && at[-1] == '<')
-                return at - 1;
+            if (char* const tag = tag_before(at))
+                return tag;
         }
         return end;
     }
 
 private:
-    // A bit for each "<" or "/" of 16 bytes with the byte behind it.
-    std::uint64_t before_name(const char* at) const {
+    // A declaration or a comment is closed by nothing, as a rule, so that all of what follows is
+    // searched; but its first byte is rare.
+    char* next_declaration(char* at, char* end) const {
+        while (at < end) {
+            const auto left = static_cast<unsigned long>(end - at);
+            auto* const name = static_cast<char*>(std::memchr(at + 1, first_, left));
+            if (!name)
+                return end;
+            at = name;
+            if (char* const tag = tag_before(name - 1))
+                return tag;
+        }
+        return end;
+    }
+    // The tag whose "<" or, in an end tag, "/" stands at `at`; null if none does.
+    static char* tag_before(char* at) {
+        return *at == '<' ? at : *at == '/' && at[-1] == '<' ? at - 1 : nullptr;
+    }
+    // Each "<" or "/" of 16 bytes with the byte behind it.
+    bytes16 before_name(const char* at) const {
         const bytes16 bytes = bytes16::load(at);
         const bytes16 opens = (bytes == bytes16::all('<')) | (bytes == bytes16::all('/'));
-        return (opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_)).bits();
+        return opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_);
     }
 
     char first_;
@@ -165,18 +145,6 @@ bool check(const char* from, const char* to) {
     return check_block(rest, state) && state.in_tag == 0;
 }
 
-// The same with what is known, which grows by it.
-bool is_plain(const char* from, const char* to, plain_stretch& plain) {
-    if (from < plain.begin || from > plain.end || !plain.begin)
-        plain = {from, from};
-    if (to <= plain.end)
-        return true;
-    if (!check(plain.end, to))
-        return false;
-    plain.end = to;
-    return true;
-}
-
 // Steps over what a tag has in common with a name; true if that is all of both. A tag is not looked
 // at twice, be it as long as the text.
 bool step_over_name(char*& at, const char* name) {
@@ -187,19 +155,112 @@ bool step_over_name(char*& at, const char* name) {
     return false;
 }
 
+// Looks for the end tag byte by byte, from outside of any tag on. `found` is the end tag, or the
+// NUL if there is none.
+bool walk(const char* name, char* at, char*& found) {
+    for (unsigned long depth = 1;;) { // open elements of that name
+        found = find(at, '<');
+        if (*found == 0)
+            return false;
+        if (found[1] == '/') {
+            if (compare_names(found + 2, name) == 0 && --depth == 0)
+                return true;
+            at = find(found + 2, '>');
+        } else {
+            bool closed;
+            at = skip_tag(found + 1, closed);
+            if (!closed && compare_names(found + 1, name) == 0)
+                ++depth;
+        }
+    }
+}
+
+} // namespace
+
+void text_reach::measure(char* at, const char* wanted) {
+    if (known_ < at)
+        known_ = at;                    // what is in front of it has been read, and cut up
+    constexpr unsigned long more = 256; // than is wanted, for this not to be called for every tag
+    const auto count = static_cast<unsigned long>(wanted - known_) + more;
+    const unsigned long length = strnlen(known_, count);
+    known_ += length;
+    is_end_ = length < count;
+}
+
+void end_finder::enter(char* content, unsigned long depth) {
+    constexpr unsigned long deep = 16; // enough levels to have been searched one by one
+    char* end = deep_ ? deep_->end_of(content) : nullptr;
+    if (!end)
+        end = content + std::strlen(content);
+    text_ = text_reach::to(end);
+    if (depth >= deep && !(deep_ && deep_->covers(content, end)))
+        deep_ = std::make_unique<tag_index>(content, end);
+}
+
+char* end_finder::end(const char* name, char* value) {
+    char* found; // the end tag, or the NUL that ends the text
+    if (!locate(name, value, found)) {
+        if (deep_)
+            deep_->ends(value, found, nullptr);
+        return end_of_text(found);
+    }
+    char* const last = find(found + 2, '>');
+    char* const behind = *last == 0 ? end_of_text(last) : last + 1;
+    char* end = found;
+    while (end > value && is_trimmed(end[-1]))
+        --end;
+    *end = 0;
+    if (deep_)
+        deep_->ends(value, end, found);
+    return behind;
+}
+
+// Whether there is an end tag. `found` is it, or the NUL if there is none.
+bool end_finder::locate(const char* name, char* value, char*& found) {
+    if (deep_) {
+        found = deep_->closing(name, value);
+        if (found && found < text_.end())
+            return true;
+        found = text_.end();
+        return false;
+    }
+    char* const first = first_tag(value);
+    found = first;
+    if (*first == 0)
+        return false;
+    if (first[1] == '/' && compare_names(first + 2, name) == 0)
+        return true;
+    constexpr long few = 64; // bytes
+    const bool is_short = text_.behind(first, few) < first + few;
+    if (!is_short && !ends_name(*name)) {
+        const verdict searched = search(name, first, found);
+        if (searched != verdict::undecided)
+            return searched == verdict::closed;
+    }
+    return walk(name, first, found);
+}
+
+char* end_finder::first_tag(char* at) {
+    for (; text_.behind(at, 16) == at + 16; at += 16) {
+        const std::uint64_t opens = (bytes16::load(at) == bytes16::all('<')).bits();
+        if (opens != 0)
+            return at + __builtin_ctzll(opens);
+    }
+    return find(at, '<');
+}
+
 // Looks for the end tag as if the text were plain, and then sees whether it is. Only end tags of
 // that name matter: as long as the text is plain up to the last one met, there is none between it
 // and where the search has come to. A text that is not plain may lead the search astray, past the
 // real end and through all that follows; so what has been met is looked at again and again on the
 // way, each time twice as far.
-verdict search(const char* name, char* value, char* end, char*& closing, plain_stretch& plain) {
+end_finder::verdict end_finder::search(const char* name, char* first, char*& found) {
     const tag_finder tags(*name);
     unsigned long depth = 1;
-    const char* last_met = nullptr;
-    const auto not_astray = [&] { return !last_met || is_plain(value, last_met, plain); };
-    char* at = value;
+    const char* last_met = first;
+    char* at = first;
     for (long reach = 1024;; reach *= 2) {
-        char* const limit = end - value > reach ? value + reach : end;
+        char* const limit = text_.behind(first, reach);
         while ((at = tags.next(at, limit)) < limit) {
             char* const tag = at;
             const bool is_end_tag = tag[1] == '/';
@@ -212,43 +273,29 @@ verdict search(const char* name, char* value, char* end, char*& closing, plain_s
                     ++depth;
                 continue;
             }
-            last_met = tag;
-            if (--depth == 0) {
-                closing = tag;
-                return not_astray() ? verdict::closed : verdict::undecided;
-            }
+            last_met = found = tag;
+            if (--depth == 0)
+                return is_plain(first, last_met) ? verdict::closed : verdict::undecided;
         }
-        if (!not_astray())
+        if (!is_plain(first, last_met))
             return verdict::undecided;
-        if (limit == end)
+        if (text_.ends_at(limit)) {
+            found = limit;
             return verdict::unclosed;
+        }
     }
 }
 
-} // namespace
-
-char* end_content(const char* name, char* value, char* end, plain_stretch& plain) {
-    constexpr long few_bytes = 96;
-    char* closing = nullptr;
-    verdict found = verdict::undecided;
-    if (!plain.begin || value < plain.begin || end > plain.end) // else the search is sure of itself
-        found = walk(name, value, end - value > few_bytes ? value + few_bytes : end, closing);
-    if (found == verdict::undecided && !ends_name(*name))
-        found = search(name, value, end, closing, plain);
-    if (found == verdict::undecided)
-        found = walk(name, value, end, closing);
-    if (found != verdict::closed)
-        return end_of_text(end);
-    return close_content(value, closing);
-}
-
-char* close_content(char* value, char*& closing) {
-    char* const last = find(closing + 2, '>');
-    char* const behind = *last == 0 ? end_of_text(last) : last + 1;
-    while (closing > value && is_trimmed(closing[-1]))
-        --closing;
-    *closing = 0;
-    return behind;
+// Whether the text between two tags is plain, the second one left out.
+bool end_finder::is_plain(const char* from, const char* to) {
+    if (!plain_.begin || from < plain_.begin || from > plain_.end)
+        plain_ = {from, from};
+    if (to <= plain_.end)
+        return true;
+    if (!check(plain_.end, to))
+        return false;
+    plain_.end = to;
+    return true;
 }
 
 } // namespace xml

@@ -1,24 +1,78 @@
 // Where the content of an element ends. Not installed.
 #pragma once
 
+#include <orv/xml/tag_index.hpp>
+
+#include <memory>
+
 namespace xml {
 
+// How far a text is known to have no NUL in it: it is measured as it is read, so that reading one
+// element of a long text takes no time for what is behind it.
+class text_reach {
+public:
+    // Of a text from `begin` on, of which nothing is known.
+    explicit text_reach(char* begin) : known_(begin) {}
+    // Of a text that ends at the NUL at `end`.
+    static text_reach to(char* end) {
+        text_reach whole(end);
+        whole.is_end_ = true;
+        return whole;
+    }
+
+    // `count` bytes behind `at`, or where the text ends if that is nearer.
+    char* behind(char* at, long count) {
+        if (known_ - at < count && !is_end_)
+            measure(at, at + count);
+        return known_ - at < count ? known_ : at + count;
+    }
+    // Whether the text is known to end there.
+    bool ends_at(const char* at) const { return is_end_ && at == known_; }
+    // Where it ends, if that is known.
+    char* end() const { return known_; }
+
+private:
+    void measure(char* at, const char* wanted);
+
+    char* known_;
+    bool is_end_ = false;
+};
+
 // A stretch of text that is known to be plain: between `begin` and `end`, both outside of any tag,
-// every "<" begins a tag and every ">" ends one. What is found out about the text of one element
-// holds for the elements in it, so whoever parses several levels of a text keeps one of these.
+// every "<" begins a tag and every ">" ends one.
 struct plain_stretch {
     const char* begin = nullptr;
     const char* end = nullptr;
 };
 
-// Ends the value of an element called `name`, whose content begins at `value`, in front of the end
-// tag that closes it, white space trimmed. `end` is the NUL that ends the text. Returns the
-// position behind the end tag; where the text ends if there is none.
-char* end_content(const char* name, char* value, char* end, plain_stretch& plain);
+// Finds where the elements of a text end, for one operation: what it finds out about the text on
+// one level serves the levels below. Which way to search is decided here and nowhere else.
+class end_finder {
+public:
+    // For elements read from `position` on.
+    explicit end_finder(char* position) : text_(position) {}
+    // For what is below an element, which is to be entered.
+    end_finder() : text_(nullptr) {}
 
-// Ends a value in front of the end tag at `closing`, white space trimmed, but never in front of
-// where the value begins. Returns the position behind the end tag; `closing` becomes that of the
-// NUL.
-char* close_content(char* value, char*& closing);
+    // From here on the elements in the content from `content` to its NUL are asked for. `depth` is
+    // how many levels below the first one of the operation that is.
+    void enter(char* content, unsigned long depth);
+    // Ends the value of an element called `name`, which begins at `value`, in front of the end tag
+    // that closes it, white space trimmed. Returns the position behind the end tag; where the text
+    // ends if there is none.
+    char* end(const char* name, char* value);
+
+private:
+    enum class verdict { closed, unclosed, undecided };
+
+    bool locate(const char* name, char* value, char*& found);
+    char* first_tag(char* at);
+    verdict search(const char* name, char* first, char*& found);
+    bool is_plain(const char* from, const char* to);
+
+    text_reach text_;
+    plain_stretch plain_;
+    std::unique_ptr<tag_index> deep_; // made when an operation gets deep
+};
 
 } // namespace xml

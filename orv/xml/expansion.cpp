@@ -1,10 +1,10 @@
 #include <orv/xml/expansion.hpp>
 
 #include <orv/xml/array.hpp>
+#include <orv/xml/content.hpp>
 #include <orv/xml/name.hpp>
 #include <orv/xml/parser.hpp>
 #include <orv/xml/probe.hpp>
-#include <orv/xml/survey.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -14,23 +14,8 @@
 
 namespace xml {
 
-namespace {
-
-// The NUL that ends the content of an element.
-char* end_of_content(const item& element, survey& known) {
-    const tag_index::element* const indexed = known.tags.find(element.name, element.value);
-    return indexed && *indexed->end == 0 ? indexed->end
-                                         : element.value + std::strlen(element.value);
-}
-
-} // namespace
-
-void expand(item& element, survey& known) {
-    constexpr unsigned long deep = 16; // enough levels to have been searched one by one
-    char* const end = end_of_content(element, known);
-    if (known.depth >= deep && !known.tags.covers(element.value, end))
-        known.tags = tag_index(element.value, end);
-
+void expand(item& element, end_finder& ends, unsigned long depth) {
+    ends.enter(element.value, depth);
     collector found(element.buffer);
     // The content goes also if memory runs out: cut up, it is none any more, and saved as such it
     // would spoil the document around it.
@@ -38,7 +23,7 @@ void expand(item& element, survey& known) {
     unsigned long references = 0;
     do {
         item& next = found.append();
-        at = read_tag(next, at, end, known);
+        at = read_tag(next, at, ends);
         if (!next.name) {
             found.drop_last();
             break;
@@ -87,74 +72,61 @@ namespace {
 
 const char* name_of(const item& of) { return or_empty(of.name); }
 
-// One `add` after the other, in a gap buffer: what has been inserted so far stands at both ends of
-// `out`, the gap at the place of the last insertion. Insertions near one another, as those of equal
-// names are, move little else. Returns whether that was so; else `out` is not finished.
-bool insert_each(item* out, const item* items, unsigned long sorted, unsigned long count) {
-    unsigned long moves_left = 4 * count + 256;
+// One `add` after the other, of the items behind the first ones, which are sorted.
+void insert_each(item* out, const item* items, unsigned long sorted, unsigned long count) {
     move_items(out, items, sorted);
-    unsigned long gap = sorted;           // where the gap begins
-    unsigned long width = count - sorted; // items that remain to be inserted
-    for (unsigned long i = sorted; i < count; ++i, --width) {
-        const char* name = name_of(items[i]);
-        const unsigned long at =
-            probe(i, [&](unsigned long k) {
-                return compare_names(name, name_of(out[k < gap ? k : k + width]));
-            }).behind();
-        const unsigned long moves = at < gap ? gap - at : at - gap;
-        if (moves > moves_left)
-            return false;
-        moves_left -= moves;
-        if (at < gap)
-            move_items(out + at + width, out + at, moves);
-        else
-            move_items(out + gap, out + gap + width, moves);
+    for (unsigned long i = sorted; i < count; ++i) {
+        const unsigned long at = find(out, i, items[i].name).behind();
+        move_items(out + at + 1, out + at, i - at);
         move_items(out + at, items + i, 1);
-        gap = at + 1;
     }
-    return true;
 }
 
-// Sums over a prefix of counters, each step O(log n) (Fenwick, 1994).
+// Counters and the sums of the first ones, each step O(log n): a complete binary tree over the
+// counters, in which each node, 1 being the root and 2n and 2n + 1 below n, has the sum of those
+// below it to the left.
 class prefix_sums {
 public:
     // At least `count` counters, all of them `each`.
     prefix_sums(unsigned count, unsigned each) {
-        unsigned long size = 1;
-        while (size <= count)
-            size *= 2;
-        tree_.resize(size);
-        for (unsigned long i = 0; i < size; ++i)
-            tree_[i] = static_cast<unsigned>(i & (~i + 1)) * each;
+        while (size_ < count)
+            size_ *= 2;
+        left_.resize(size_);
+        for (unsigned long node = 1, below = size_ / 2; node < size_; below /= 2) {
+            for (const unsigned long end = 2 * node; node < end; ++node)
+                left_[node] = static_cast<unsigned>(below) * each;
+        }
     }
 
-    void add(unsigned long at, unsigned amount) {
-        for (unsigned long i = at + 1; i < tree_.size(); i += i & (~i + 1))
-            tree_[i] += amount;
+    // Adds one to a counter.
+    void add(unsigned long at) {
+        for (unsigned long node = at + size_; node > 1; node /= 2)
+            left_[node / 2] += node % 2 == 0 ? 1 : 0;
     }
     // The sum of the counters before `at`.
     unsigned long before(unsigned long at) const {
         unsigned long sum = 0;
-        for (unsigned long i = at; i > 0; i &= i - 1)
-            sum += tree_[i];
+        for (unsigned long node = at + size_; node > 1; node /= 2)
+            sum += node % 2 != 0 ? left_[node / 2] : 0;
         return sum;
     }
     // Takes one away from the first counter up to which the sum exceeds `sum`, and returns its
-    // place. Which way each step goes is anybody's guess, so none is a branch.
+    // place. Which way each step goes cannot be foretold, so none is a branch.
     unsigned take(unsigned sum) {
-        unsigned long at = 0;
-        for (unsigned long step = tree_.size() / 2; step > 0; step /= 2) {
-            unsigned& below = tree_[at + step];
-            const unsigned behind = below <= sum ? ~0u : 0; // the place is behind those
-            sum -= below & behind;
-            at += step & (0 - static_cast<unsigned long>(behind & 1));
-            below -= ~behind & 1;
+        unsigned long node = 1;
+        while (node < size_) {
+            unsigned& left = left_[node];
+            const unsigned to_right = left <= sum ? 1 : 0;
+            sum -= left & (0 - to_right);
+            left -= 1 - to_right;
+            node = 2 * node + to_right;
         }
-        return static_cast<unsigned>(at);
+        return static_cast<unsigned>(node - size_);
     }
 
 private:
-    std::vector<unsigned> tree_;
+    unsigned long size_ = 1;
+    std::vector<unsigned> left_;
 };
 
 // The index at which each item would be inserted by one `add` after the other. Which of several
@@ -194,7 +166,7 @@ std::vector<unsigned> insertion_points(const item* items, unsigned count) {
             return k < first ? 1 : k < end ? 0 : -1;
         });
         at[i] = static_cast<unsigned>(found.behind());
-        present.add(group[i], 1);
+        present.add(group[i]);
         ++run[group[i]];
     }
     return at;
@@ -220,11 +192,14 @@ unsigned long sorted_at_first(const item* items, unsigned long count) {
 } // namespace
 
 void collector::finish(list& out) {
+    constexpr unsigned long few_unsorted = 64;
     if (count_ == 0)
         return;
     std::unique_ptr<item[], decltype(&free_items)> exact(allocate_items(count_), free_items);
     const unsigned long sorted = sorted_at_first(items_, count_);
-    if (!insert_each(exact.get(), items_, sorted, count_)) {
+    if (count_ - sorted <= few_unsorted) {
+        insert_each(exact.get(), items_, sorted, count_);
+    } else {
         const std::vector<unsigned> at = places(items_, static_cast<unsigned>(count_));
         for (unsigned long i = 0; i < count_; ++i)
             move_items(exact.get() + at[i], items_ + i, 1);

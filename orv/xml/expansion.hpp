@@ -5,11 +5,11 @@
 
 namespace xml {
 
-struct survey;
+class end_finder;
 
 // Parses the pending content of an element, which has no children, into child elements, and makes
-// its value null.
-void expand(item& element, survey& known);
+// its value null. `depth` is how many levels below the first one of the operation that is.
+void expand(item& element, end_finder& ends, unsigned long depth);
 
 // Collects items of one text in their order and makes of them the list that `list::add`, called for
 // one after the other, would have made. The array grows with room to spare until then, so that n

@@ -1,11 +1,11 @@
 #include <orv/xml/item.hpp>
 
+#include <orv/xml/content.hpp>
 #include <orv/xml/expansion.hpp>
 #include <orv/xml/name.hpp>
 #include <orv/xml/probe.hpp>
-#include <orv/xml/receiver.hpp>
-#include <orv/xml/survey.hpp>
 
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -14,27 +14,27 @@ namespace xml {
 namespace {
 
 item* find(const list& in, const char* name) {
-    const position at = probe(
-        in.count, [&](unsigned long i) { return compare_names(name, or_empty(in.items[i].name)); });
+    const position at = find(in.items, in.count, name);
     return at.found ? in.items + at.index : nullptr;
 }
 
 // The children, pending content parsed first: content is pending while there are no children and
 // the value looks like markup.
-list& children_of(item& element, survey& known) {
+list& children_of(item& element, end_finder& ends, unsigned long depth) {
     if (element.children.count == 0 && element.value && *element.value == '<')
-        expand(element, known);
+        expand(element, ends, depth);
     return element.children;
 }
 
 template <class Lookup>
 item* walk(item* from, const char* path, Lookup lookup) {
-    for (survey known;; ++known.depth) { // one text, as a rule, all along the path
+    end_finder ends; // for one text, as a rule, all along the path
+    for (unsigned long depth = 0;; ++depth) {
         while (*path == '/')
             ++path;
         if (*path == 0 || !from)
             return from;
-        from = lookup(children_of(*from, known), path);
+        from = lookup(children_of(*from, ends, depth), path);
         while (*path != '/' && *path != 0)
             ++path;
     }
@@ -99,8 +99,8 @@ item* item::get(const char* section, const char* key) {
 }
 
 bool item::is_set(const char* child) {
-    survey known;
-    return !is_null(this) && find(children_of(*this, known), or_empty(child)) != nullptr;
+    end_finder ends;
+    return !is_null(this) && find(children_of(*this, ends, 0), child) != nullptr;
 }
 
 item* item::search(const char* wanted) {
@@ -112,13 +112,12 @@ item* item::search(const char* wanted) {
         item* end;
     };
     std::vector<siblings> open; // the way back up, in place of calls that a deep tree would exhaust
-    survey known;
+    end_finder ends;
     item* at = this;
     for (;;) {
         if (compare_names(wanted, or_empty(at->name)) == 0)
             return at;
-        known.depth = open.size();
-        const list& below = children_of(*at, known);
+        const list& below = children_of(*at, ends, open.size());
         if (below.count != 0)
             open.push_back({below.items, below.items + below.count});
         while (!open.empty() && open.back().next == open.back().end)
@@ -147,12 +146,20 @@ void item::setText(const char* text) {
 }
 
 void item::hold(const char* new_name, const char* new_value) {
-    char* value_at;
-    xml::buffer* fresh = xml::buffer::create(new_name, new_value, value_at);
+    new_name = or_empty(new_name);
+    new_value = or_empty(new_value);
+    const unsigned long of_name = name_length(new_name);
+    const unsigned long of_value = std::strlen(new_value);
+    xml::buffer* fresh = xml::buffer::allocate(of_name + 1 + of_value);
+    char* const name_at = fresh->text();
+    char* const value_at = name_at + of_name + 1;
+    std::memcpy(name_at, new_name, of_name);
+    name_at[of_name] = 0;
+    std::memcpy(value_at, new_value, of_value);
     if (buffer)
         buffer->release();
     buffer = fresh;
-    name = fresh->text();
+    name = name_at;
     value = value_at;
 }
 

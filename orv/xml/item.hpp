@@ -88,7 +88,7 @@ private:
 
     // Gives the item a name and a value in a fresh buffer, with `name` read up to its first
     // delimiter. Children and attributes stay. Both texts may be those of the present buffer.
-    void hold(const char* name, const char* value);
+    ORV_LOCAL void hold(const char* name, const char* value);
 };
 
 } // namespace xml

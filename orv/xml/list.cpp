@@ -4,7 +4,6 @@
 #include <orv/xml/list.hpp>
 
 #include <orv/xml/array.hpp>
-#include <orv/xml/name.hpp>
 #include <orv/xml/probe.hpp>
 
 #include <utility>
@@ -13,12 +12,6 @@
 namespace xml {
 
 namespace {
-
-position find(const list& in, const char* name) {
-    name = or_empty(name);
-    return probe(in.count,
-                 [&](unsigned long i) { return compare_names(name, or_empty(in.items[i].name)); });
-}
 
 // References that are to be given back, to one text as a rule: its count is changed but once.
 class references {
@@ -152,7 +145,7 @@ list& list::operator=(list&& other) noexcept {
 }
 
 item* list::get(const char* name, bool& created) {
-    const position at = find(*this, name);
+    const position at = find(items, count, name);
     created = !at.found;
     if (at.found)
         return items + at.index;
@@ -162,7 +155,7 @@ item* list::get(const char* name, bool& created) {
 }
 
 item* list::set(const char* name, const char* value, bool& created) {
-    const position at = find(*this, name);
+    const position at = find(items, count, name);
     created = !at.found;
     if (!at.found) {
         item fresh;
@@ -179,7 +172,7 @@ item* list::set(const char* name, const char* value, bool& created) {
 
 unsigned long list::add(const item& source) {
     item copy(source); // first, for the source may be in this very list
-    const unsigned long at = find(*this, copy.name).behind();
+    const unsigned long at = find(items, count, copy.name).behind();
     put(at, copy);
     return at;
 }

@@ -40,7 +40,7 @@ public:
     unsigned long count = 0;
 
 private:
-    item* put(unsigned long at, item& from);
+    ORV_LOCAL item* put(unsigned long at, item& from);
 };
 
 } // namespace xml

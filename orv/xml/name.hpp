@@ -38,6 +38,7 @@ inline int compare_names(const char* a, const char* b) {
     }
 }
 
+using buffers::is_null;
 using buffers::or_empty; // a null name is the empty name
 
 inline unsigned long name_length(const char* name) {

@@ -11,13 +11,10 @@
 // further, the second NUL of the buffer, or what follows a nested value, stands there.
 #include <orv/xml/parser.hpp>
 
+#include <orv/xml/content.hpp>
 #include <orv/xml/expansion.hpp>
 #include <orv/xml/name.hpp>
-#include <orv/xml/receiver.hpp>
 #include <orv/xml/scan.hpp>
-#include <orv/xml/survey.hpp>
-
-#include <cstring>
 
 namespace xml {
 
@@ -67,20 +64,8 @@ char* read_attribute(item& attribute, char* at) {
     return end_at_space(name_end(at));
 }
 
-// Ends the value of an element, and returns the position behind its end tag.
-char* end_value(const item& element, char* end, survey& known) {
-    tag_index::element* const indexed = known.tags.find(element.name, element.value);
-    if (!indexed)
-        return end_content(element.name, element.value, end, known.plain);
-    if (indexed->end >= end) { // it is not closed in here
-        indexed->end = end;
-        return end_of_text(end);
-    }
-    return close_content(element.value, indexed->end);
-}
-
 // Reads the rest of a start tag, behind the name, and the content.
-char* read_element(item& element, char* at, char* end, survey& known) {
+char* read_element(item& element, char* at, end_finder& ends) {
     collector attributes(element.buffer);
     for (;;) {
         if (is_space(*at)) {
@@ -89,7 +74,7 @@ char* read_element(item& element, char* at, char* end, survey& known) {
             *at = 0;
             attributes.finish(element.attributes); // first, for it may throw
             element.value = skip_space(at + 1);
-            return element.value == end ? end : end_value(element, end, known);
+            return *element.value == 0 ? element.value : ends.end(element.name, element.value);
         } else if (*at == '/' && at[1] == '>') {
             *at = 0;
             attributes.finish(element.attributes);
@@ -119,14 +104,14 @@ char* item::loadTag(xml::buffer* source, char* position) {
     buffer = source;
     if (!position)
         return nullptr;
-    survey known;
-    position = read_tag(*this, position, position + std::strlen(position), known);
+    end_finder ends(position);
+    position = read_tag(*this, position, ends);
     if (source)
         source->refs.fetch_add(attributes.count, std::memory_order_relaxed);
     return position;
 }
 
-char* read_tag(item& into, char* position, char* end, survey& known) {
+char* read_tag(item& into, char* position, end_finder& ends) {
     char* at = find(position, '<');
     if (*at == 0)
         return at;
@@ -137,7 +122,7 @@ char* read_tag(item& into, char* position, char* end, survey& known) {
         return at;
     into.name = at;
     at = end_at_space(name_end(at));
-    return read_element(into, at, end, known);
+    return read_element(into, at, ends);
 }
 
 } // namespace xml

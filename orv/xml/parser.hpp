@@ -5,11 +5,10 @@
 
 namespace xml {
 
-struct survey;
+class end_finder;
 
 // Reads one element into an item that is empty but for its buffer, from `position`, which is not
-// null. The end of the text, the NUL at `end`, is known already, and something of the text may be.
-// The references of its attributes to the buffer remain to be counted.
-char* read_tag(item& into, char* position, char* end, survey& known);
+// null. The references of its attributes to the buffer remain to be counted.
+char* read_tag(item& into, char* position, end_finder& ends);
 
 } // namespace xml

@@ -1,6 +1,9 @@
 // Where a key stands, or would be inserted, among sorted items. Not installed.
 #pragma once
 
+#include <orv/xml/item.hpp>
+#include <orv/xml/name.hpp>
+
 namespace xml {
 
 struct position {
@@ -37,6 +40,13 @@ position probe(unsigned long count, Compare compare) {
             insert_at = end = middle;
     }
     return {insert_at, false};
+}
+
+// Where a name stands among `count` items.
+inline position find(const item* items, unsigned long count, const char* name) {
+    name = or_empty(name);
+    return probe(count,
+                 [&](unsigned long i) { return compare_names(name, or_empty(items[i].name)); });
 }
 
 } // namespace xml

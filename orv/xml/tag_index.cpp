@@ -1,63 +1,108 @@
-// The tags of one name are matched as parentheses are, with a stack; those of another name do not
-// matter to them. So each name has a stack of its own, as a chain through the open elements.
+// The tags of one name are matched as parentheses are; those of other names do not matter to them.
+// From the last tag to the first, what closes an element that begins in front of a tag is: an end
+// tag itself; and in front of a start tag, the end tag that is next behind the one which that
+// needs.
+//
+// A start tag is not always read as it is stepped over: `<a '>` ends there when it is read, but
+// when stepped over, the quote goes on to the next one. So content may begin where the run of tags
+// from further outside sees none. Then another run is made from there, up to the first tag that is
+// in a run already. Every tag is in one run, and at one place of the text there are no more runs
+// than states to be in (outside, in a tag, in either quotes), so all of them take O(n).
 #include <orv/xml/tag_index.hpp>
 
 #include <orv/xml/name.hpp>
 #include <orv/xml/scan.hpp>
 
 #include <algorithm>
-#include <functional>
-#include <map>
 
 namespace xml {
 
 namespace {
 
-constexpr unsigned long none = ~0ul;
-
-struct name_order {
-    bool operator()(const char* a, const char* b) const { return compare_names(a, b) < 0; }
-};
+// A copy, for parts of the text are cut up while the index is in use.
+std::string folded(const char* name) {
+    std::string made;
+    for (; !ends_name(*name); ++name)
+        made += static_cast<char>(rank(*name));
+    return made;
+}
 
 } // namespace
 
-tag_index::tag_index(char* content, char* end) : content_(content), end_(end) {
-    std::map<const char*, unsigned long, name_order> innermost; // open element of each name
-    std::vector<unsigned long> around; // for each element, the open one of its name around it
-    for (char* at = content;;) {
-        char* const tag = xml::find(at, '<');
-        if (!elements_.empty() && !elements_.back().next)
-            elements_.back().next = tag;
-        if (*tag == 0)
-            return;
-        if (tag[1] == '/') {
-            const auto open = innermost.find(tag + 2);
-            if (open != innermost.end() && open->second != none) {
-                elements_[open->second].end = tag;
-                open->second = around[open->second];
-            }
-            at = xml::find(tag + 2, '>');
-        } else {
-            bool closed;
-            at = skip_tag(tag + 1, closed);
-            if (closed)
-                continue;
-            unsigned long& open = innermost.try_emplace(tag + 1, none).first->second;
-            around.push_back(open);
-            open = elements_.size();
-            elements_.push_back({tag + 1, at, nullptr, end});
-        }
+char* tag_index::closing(const char* name, char* content) {
+    char* const first = xml::find(content, '<');
+    if (*first == 0)
+        return nullptr;
+    const auto known = run_of_.find(first);
+    const run& in = known != run_of_.end() ? *known->second : run_from(first);
+    return find(&in, first, folded(name)).at;
+}
+
+void tag_index::ends(const char* content, char* nul, const char* cut) {
+    ends_[content] = nul;
+    if (nul != cut)
+        return;
+    // An end tag whose name is cut short has another name now, so its run is no longer true.
+    const char* name = nul;
+    while (name > content && !ends_name(name[-1]))
+        --name;
+    if (name - content >= 2 && name[-1] == '/' && name[-2] == '<') {
+        run_of_.clear();
+        runs_.clear();
     }
 }
 
-tag_index::element* tag_index::find(const char* name, const char* value) {
-    const auto found = std::lower_bound(
-        elements_.begin(), elements_.end(), name,
-        [](const element& e, const char* at) { return std::less<>()(e.name, at); });
-    // The tags in the value are those that were found if there is none in between.
-    const bool known = found != elements_.end() && found->name == name && found->behind <= value &&
-                       value <= found->next;
-    return known ? &*found : nullptr;
+char* tag_index::end_of(const char* content) const {
+    const auto known = ends_.find(content);
+    return known == ends_.end() ? nullptr : known->second;
+}
+
+const tag_index::run& tag_index::run_from(char* first) {
+    struct step {
+        char* tag;
+        bool is_end_tag;
+    };
+    run& made = runs_.emplace_back();
+    std::vector<step> steps;
+    for (char* at = first; *at != 0; at = xml::find(at, '<')) {
+        const auto [met, is_new] = run_of_.try_emplace(at, &made);
+        if (!is_new) {
+            made.into = met->second;
+            made.meets = at;
+            break;
+        }
+        const step here = {at, at[1] == '/'};
+        bool closed = false;
+        at = here.is_end_tag ? xml::find(at + 2, '>') : skip_tag(at + 1, closed);
+        if (!closed)
+            steps.push_back(here);
+    }
+    while (!steps.empty()) {
+        const step last = steps.back();
+        steps.pop_back();
+        const std::string name = folded(last.tag + (last.is_end_tag ? 2 : 1));
+        end_tag closing{&made, last.tag};
+        if (!last.is_end_tag) {
+            const end_tag own = find(&made, last.tag, name);
+            closing = own.at ? find(own.in, own.at + 1, name) : end_tag();
+        }
+        made.tags[name].push_back({last.tag, closing});
+    }
+    return made;
+}
+
+// What closes an element of that name whose content begins at `at`, in a run.
+tag_index::end_tag tag_index::find(const run* in, char* at, const std::string& name) {
+    for (; in; at = in->meets, in = in->into) {
+        const auto tags = in->tags.find(name);
+        if (tags == in->tags.end())
+            continue;
+        const auto behind = std::partition_point(tags->second.begin(), tags->second.end(),
+                                                 [&](const tag& t) { return t.at >= at; });
+        if (behind != tags->second.begin())
+            return behind[-1].closing;
+    }
+    return {};
 }
 
 } // namespace xml

@@ -1,40 +1,62 @@
 // Which end tag closes which element, for a whole text at once. Not installed.
 #pragma once
 
+#include <deque>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace xml {
 
-// The start tags in some content, each with the end tag at which the tags of its own name balance:
-// found in one pass, where searching for them level by level would read the text of a deep tree
-// once for each level. Texts nested less deep are not worth it.
+// The tags in some content, each with the end tag at which the tags of its name balance: found in
+// one pass, where searching for them level by level would read the text of a deep tree once for
+// each level. Texts nested less deep are not worth it.
 class tag_index {
 public:
-    struct element {
-        const char* name;   // where its start tag begins, behind the "<"
-        const char* behind; // where that ends as a tag that is stepped over
-        const char* next;   // where the next tag begins
-        char* end;          // its end tag, or the end of the content that was looked at; once the
-                            // element has been read, the NUL that ends its value
-    };
+    // Of the content that begins at `content` and ends at the NUL at `end`.
+    tag_index(const char* content, const char* end) : content_(content), end_(end) {}
 
-    // Of no text.
-    tag_index() = default;
-    // Of the content that begins at `content`, outside of any tag, and ends at the NUL at `end`.
-    tag_index(char* content, char* end);
-
-    // Whether the text from `content` to `end` is part of what was looked at.
+    // Whether the text from `content` to `end` is part of it.
     bool covers(const char* content, const char* end) const {
-        return content_ && content_ <= content && end <= end_;
+        return content_ <= content && end <= end_;
     }
-    // The element whose name stands at `name` and whose value at `value`; null if it is not known,
-    // or if its start tag was read in another way than that of a tag that is stepped over.
-    element* find(const char* name, const char* value);
+    // The end tag that closes an element called `name`, whose content begins at `content`; null if
+    // there is none. The content may have been cut short since the tags were found: an end tag
+    // behind the cut is none.
+    char* closing(const char* name, char* content);
+    // That the content from `content` on ends at the NUL at `nul` now, in front of the end tag that
+    // was at `cut`; that is null where it ends with what is around it.
+    void ends(const char* content, char* nul, const char* cut);
+    // Where it was said to end; null if it was not.
+    char* end_of(const char* content) const;
 
 private:
-    const char* content_ = nullptr;
-    const char* end_ = nullptr;
-    std::vector<element> elements_; // in the order of the text
+    struct run;
+    struct end_tag {
+        const run* in = nullptr;
+        char* at = nullptr; // null: there is none
+    };
+    struct tag {
+        char* at;
+        end_tag closing; // of an element whose content begins in front of this tag
+    };
+    using names = std::unordered_map<std::string, std::vector<tag>>; // from the last tag on
+
+    // Tags that follow one another, read from one place on as tags are that are stepped over.
+    struct run {
+        names tags;
+        const run* into = nullptr; // the older run that it meets, if any
+        char* meets = nullptr;     // and the tag that both have
+    };
+
+    const run& run_from(char* first);
+    static end_tag find(const run* in, char* at, const std::string& name);
+
+    const char* content_;
+    const char* end_;
+    std::deque<run> runs_;
+    std::unordered_map<const char*, const run*> run_of_; // that a tag is in, by its "<"
+    std::unordered_map<const char*, char*> ends_;
 };
 
 } // namespace xml

@@ -6,7 +6,6 @@
 #include <orv/xml/item.hpp>
 
 #include <orv/xml/name.hpp>
-#include <orv/xml/receiver.hpp>
 
 #include <cstring>
 #include <vector>
