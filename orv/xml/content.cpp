@@ -27,29 +27,31 @@ bool is_trimmed(char c) { return c == ' ' || c == '\n' || c == '\t'; }
 // Finds the tags, start and end alike, whose name begins with a given byte in either case.
 class tag_finder {
 public:
-    explicit tag_finder(char first)
+    tag_finder(char first, char* from)
         : first_(static_cast<char>(rank(first))), first_of_16_(bytes16::all(first_)),
-          case_bit_(bytes16::all(first_ >= 'a' && first_ <= 'z' ? 0x20 : 0)) {}
+          case_bit_(bytes16::all(first_ >= 'a' && first_ <= 'z' ? 0x20 : 0)), looked_at_(from) {}
 
     // The first such tag between `at` and `end`, which may be the NUL; `end` if there is none. `at`
     // is not the beginning of the text.
-    char* next(char* at, char* end) const {
+    char* next(char* at, char* end) {
         if (first_ == '?' || first_ == '!')
             return next_declaration(at, end);
         // Where an end tag begins in front of `at`, its "/" still is here.
-        for (; end - at > 64; at += 64) {
-            const bytes16 found[] = {before_name(at), before_name(at + 16), before_name(at + 32),
-                                     before_name(at + 48)};
-            if (((found[0] | found[1]) | (found[2] | found[3])).bits() == 0)
-                continue;
-            std::uint64_t bits = found[0].bits() | found[1].bits() << 16 | found[2].bits() << 32 |
-                                 found[3].bits() << 48;
-            for (; bits != 0; bits &= bits - 1) {
-                if (char* const tag = tag_before(at + __builtin_ctzll(bits)))
+        for (;;) {
+            for (; hits_ != 0; hits_ &= hits_ - 1) {
+                char* const hit = looked_at_ - 64 + __builtin_ctzll(hits_);
+                char* const tag = hit < at ? nullptr : tag_before(hit);
+                if (tag)
                     return tag;
             }
+            if (looked_at_ < at)
+                looked_at_ = at;
+            if (end - looked_at_ <= 64)
+                break;
+            look_at(looked_at_);
+            looked_at_ += 64;
         }
-        for (; at < end; ++at) {
+        for (at = looked_at_; at < end; ++at) {
             if (rank(at[1]) != first_)
                 continue;
             if (char* const tag = tag_before(at))
@@ -77,6 +79,13 @@ private:
     static char* tag_before(char* at) {
         return *at == '<' ? at : *at == '/' && at[-1] == '<' ? at - 1 : nullptr;
     }
+    void look_at(const char* at) {
+        const bytes16 found[] = {before_name(at), before_name(at + 16), before_name(at + 32),
+                                 before_name(at + 48)};
+        if (((found[0] | found[1]) | (found[2] | found[3])).bits() != 0)
+            hits_ = found[0].bits() | found[1].bits() << 16 | found[2].bits() << 32 |
+                    found[3].bits() << 48;
+    }
     // Each "<" or "/" of 16 bytes with the byte behind it.
     bytes16 before_name(const char* at) const {
         const bytes16 bytes = bytes16::load(at);
@@ -86,7 +95,9 @@ private:
 
     char first_;
     bytes16 first_of_16_;
-    bytes16 case_bit_; // upper case is lower case without this bit
+    bytes16 case_bit_;       // upper case is lower case without this bit
+    char* looked_at_;        // up to here
+    std::uint64_t hits_ = 0; // of the last 64 bytes looked at
 };
 
 // The states of a check between blocks: outside of tags, in a tag, or in quotes in a tag.
@@ -255,7 +266,7 @@ char* end_finder::first_tag(char* at) {
 // real end and through all that follows; so what has been met is looked at again and again on the
 // way, each time twice as far.
 end_finder::verdict end_finder::search(const char* name, char* first, char*& found) {
-    const tag_finder tags(*name);
+    tag_finder tags(*name, first);
     unsigned long depth = 1;
     const char* last_met = first;
     char* at = first;

@@ -81,12 +81,14 @@ const tag_index::run& tag_index::run_from(char* first) {
         const step last = steps.back();
         steps.pop_back();
         const std::string name = folded(last.tag + (last.is_end_tag ? 2 : 1));
+        std::vector<tag>& behind = made.tags[name];
         end_tag closing{&made, last.tag};
         if (!last.is_end_tag) {
-            const end_tag own = find(&made, last.tag, name);
+            const end_tag own =
+                behind.empty() ? find(made.into, made.meets, name) : behind.back().closing;
             closing = own.at ? find(own.in, own.at + 1, name) : end_tag();
         }
-        made.tags[name].push_back({last.tag, closing});
+        behind.push_back({last.tag, closing});
     }
     return made;
 }
