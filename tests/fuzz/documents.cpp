@@ -1,0 +1,142 @@
+// Documents, and what is done with them. The input is one byte that chooses an operation, then a
+// path and a text, each up to a NUL; and so on. What has a short way and a long one must come to
+// the same on both.
+#include "support.hpp"
+
+#include <orv/xml/root.hpp>
+
+#include <vector>
+
+namespace {
+
+using fuzz::require;
+using std::string;
+
+string name_of(const xml::item& item) {
+    return string(item.name ? item.name : "", item.nameLength());
+}
+
+// Everything in it. `loosely`: an empty name or value is like none.
+string shown(const xml::item& item, bool loosely) {
+    string all = item.name || loosely ? "<" + name_of(item) : "-";
+    for (const xml::list* list : {&item.attributes, &item.children}) {
+        for (unsigned long i = 0; i < list->count; ++i)
+            all += shown(list->items[i], loosely);
+        all += ';';
+    }
+    return item.value && (!loosely || *item.value) ? all + '=' + item.value + '>' : all + '>';
+}
+
+bool same(const xml::item& a, const xml::item& b, bool loosely = false) {
+    return shown(a, loosely) == shown(b, loosely);
+}
+
+// Level by level, each with a look of its own at the text.
+void expand_each(xml::item& element) {
+    element.is_set("");
+    for (unsigned long i = 0; i < element.children.count; ++i)
+        expand_each(element.children.items[i]);
+}
+
+// As a host can do it: from a text of its own, one element after the other.
+xml::item expanded_by_hand(const xml::item& element) {
+    xml::item made(element);
+    if (!element.value || *element.value != '<')
+        return made;
+    made.value = nullptr;
+    xml::buffer* text = xml::buffer::create(element.value, std::strlen(element.value));
+    for (char* at = text->text(); at && *at != 0;) {
+        xml::item next;
+        at = next.loadTag(text, at);
+        if (!next.name)
+            break;
+        made.children.add(expanded_by_hand(next));
+    }
+    text->release();
+    return made;
+}
+
+// Whether it reads back as it was written: raw text can hold what means something else then.
+bool survives_writing(const xml::item& item, const char* no_value_has) {
+    const string name = name_of(item), value = item.value ? item.value : "";
+    bool survives = !name.empty() && name.find_first_of("\"'") == string::npos &&
+                    value.find_first_of(no_value_has) == string::npos &&
+                    (value.empty() || (!std::strchr("\t\n\r ", value.front()) &&
+                                       !std::strchr("\t\n ", value.back())));
+    for (unsigned long i = 0; i < item.attributes.count; ++i)
+        survives = survives && survives_writing(item.attributes.items[i], "\"");
+    for (unsigned long i = 0; i < item.children.count; ++i)
+        survives = survives && survives_writing(item.children.items[i], "<");
+    return survives;
+}
+
+void read(const string& path, const string& text) {
+    xml::root by_levels, at_once, by_path;
+    for (xml::root* each : {&by_levels, &at_once, &by_path})
+        each->load(text.data(), text.size());
+    const xml::item by_hand = expanded_by_hand(by_levels);
+    expand_each(by_levels);
+    require(same(by_levels, by_hand), "levels are as one element after the other");
+    if (!at_once.search("\x7f\x7f"))
+        require(same(at_once, by_levels), "all levels at once are as one after the other");
+    const xml::item* const found = by_path.get(path.c_str(), nullptr);
+    expand_each(by_path);
+    require(same(by_path, by_levels), "a lookup changes nothing");
+    bool created;
+    const xml::item* const made = by_path.get(nullptr, path.c_str(), created);
+    require(found ? made == found && !created : created, "what is not found is created");
+
+    for (bool in_lines : {false, true}) {
+        str_t written;
+        in_lines ? by_levels.saveF(written, 0) : by_levels.save(written, 0);
+        xml::root again;
+        again.load(written.c_str(), written.length());
+        expand_each(again);
+        require(!survives_writing(by_levels, "<") || same(again, by_levels, true),
+                "what was written reads back");
+    }
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::input in(data, size);
+    xml::root document("root"), other(document);
+    while (!in.empty()) {
+        const unsigned operation = in.below(8);
+        const string path = in.text(), text = in.text();
+        xml::item* const at = document.get(path.c_str(), nullptr); // may be null
+        bool created;
+        switch (operation) {
+        case 0:
+            read(path, text.substr(0, 500)); // the long way takes long
+            break;
+        case 1:
+            document.load(text.c_str(), text.size());
+            break;
+        case 2:
+            document.get(path.c_str(), text.c_str(), created);
+            break;
+        case 3:
+            at->setText(text.c_str());
+            break;
+        case 4:
+            document.attributes.set(path.c_str(), text.c_str(), created);
+            break;
+        case 5:
+            at->loadTag(document.buffer, document.value);
+            break;
+        case 6:
+            document = at ? *at : other;
+            break;
+        default: // not for long: it doubles
+            if (at && shown(document, false).size() < 5000)
+                at->children.add(document);
+        }
+        xml::item copy(document);
+        other = copy;
+        copy = xml::item();
+        require(same(other, document, true), "a copy is the same, and stands alone");
+    }
+    return 0;
+}
