@@ -1,20 +1,11 @@
-// The arithmetic: schoolbook multiplication, long division bit by bit, and powers by squaring from
-// the lowest bit of the exponent up.
+// The arithmetic: schoolbook multiplication, and powers by squaring from the lowest bit of the
+// exponent up. Division is in a source of its own.
 //
 // The work is done on plain arrays of limbs in scratch memory that is sized before the first step;
 // what comes out is then put into a block.
-//
-// Division subtracts the divisor shifted left by s bits wherever it is not above the remainder, for
-// s from the greatest that can be down to 0. Of the shifted divisor only a window of n + 1 limbs
-// can differ from zero, n being the limbs of the divisor, and no bit of the remainder is left above
-// that window:
-//
-//     remainder          0 0 0 r r r r r r r
-//     shifted divisor    0 0 0 d d d d 0 0 0        window at limb s / 32
-//
-// So each step compares, subtracts and halves the limbs of the window and no others.
 #include <orv/bigint/ubigint.hpp>
 
+#include <orv/bigint/division.hpp>
 #include <orv/bigint/limbs.hpp>
 
 #include <algorithm>
@@ -25,46 +16,46 @@ using bigint::limb_t;
 
 namespace {
 
-// The product of two limbs, made of the four products of their halves.
-inline std::uint64_t product(limb_t a, limb_t b) {
-    const limb_t a_low = a & 0xffff, a_high = a >> 16;
-    const limb_t b_low = b & 0xffff, b_high = b >> 16;
-    const limb_t crossed = a_low * b_high;
-    limb_t middle = a_high * b_low;
-    limb_t high = a_high * b_high;
-    limb_t low = a_low * b_low;
-
-    middle += crossed;
-    if (middle < crossed)
-        high += 0x10000;
-    low += middle << 16;
-    if (low < middle << 16)
-        ++high;
-    high += middle >> 16;
-    return static_cast<std::uint64_t>(high) << 32 | low;
-}
-
-// Puts a * b in `to`, which has room for a_count + b_count limbs, and returns the limbs in use: one
-// for each pair that meets there, and one more if a carry is left.
-unsigned long multiply(limb_t* to, const limb_t* a, unsigned long a_count, const limb_t* b,
-                       unsigned long b_count) {
-    if (a_count == 0 || b_count == 0)
-        return 0;
-    std::memset(to, 0, (a_count + b_count) * sizeof(limb_t));
-    for (unsigned long i = 0; i < a_count; ++i) {
-        const limb_t factor = a[i];
-        limb_t* const row = to + i;
-        limb_t carry = 0;
-        for (unsigned long j = 0; j < b_count; ++j) {
-            const std::uint64_t sum = product(factor, b[j]) + row[j] + carry;
-            row[j] = static_cast<limb_t>(sum);
-            carry = static_cast<limb_t>(sum >> 32);
+// Multiplies halves of limbs, so that a product has 32 bits: those that meet in the same place are
+// summed, with room for 2^32 of them, and the carries are passed on at last.
+class multiplication {
+public:
+    // Puts a * b in `to`, which has room for a_count + b_count limbs, and returns the limbs in use:
+    // one for each pair that meets there, and one more if a carry is left.
+    unsigned long operator()(limb_t* to, const limb_t* a, unsigned long a_count, const limb_t* b,
+                             unsigned long b_count) {
+        if (a_count == 0 || b_count == 0)
+            return 0;
+        const unsigned long count = a_count + b_count;
+        halves_.clear();
+        for (unsigned long j = 0; j < b_count; ++j)
+            halves_.insert(halves_.end(), {b[j] & 0xffff, b[j] >> 16});
+        sums_.assign(2 * count, 0);
+        for (unsigned long i = 0; i < a_count; ++i) {
+            add_row(2 * i, a[i] & 0xffff);
+            add_row(2 * i + 1, a[i] >> 16);
         }
-        row[b_count] = carry; // nothing has come this far yet
+        std::uint64_t carry = 0;
+        for (unsigned long i = 0; i < count; ++i) {
+            carry += sums_[2 * i];
+            const limb_t low = carry & 0xffff;
+            carry = (carry >> 16) + sums_[2 * i + 1];
+            to[i] = static_cast<limb_t>(carry << 16) | low;
+            carry >>= 16;
+        }
+        return to[count - 1] != 0 ? count : count - 1;
     }
-    const unsigned long pairs = a_count + b_count - 1;
-    return to[pairs] != 0 ? pairs + 1 : pairs;
-}
+
+private:
+    void add_row(unsigned long place, limb_t factor) {
+        std::uint64_t* const row = sums_.data() + place;
+        for (unsigned long j = 0; j < halves_.size(); ++j)
+            row[j] += std::uint64_t{factor} * halves_[j];
+    }
+
+    std::vector<limb_t> halves_;
+    std::vector<std::uint64_t> sums_;
+};
 
 bool is_below(const limb_t* a, const limb_t* b, unsigned long count) {
     for (unsigned long i = count; i-- > 0;)
@@ -84,50 +75,6 @@ limb_t subtract(limb_t* from, const limb_t* other, unsigned long count) {
     return borrow;
 }
 
-unsigned long bit_length(const limb_t* limbs, unsigned long count) {
-    count = bigint::stripped(limbs, count);
-    if (count == 0)
-        return 0;
-    return 32 * count - static_cast<unsigned long>(__builtin_clz(limbs[count - 1]));
-}
-
-// Divides in place: what stands in `remainder` becomes the remainder, and the bits of the quotient
-// are added to `quotient`, unless that is null. `remainder` and `shifted` have room for one limb
-// more than `count`. Nothing happens if the divisor is zero.
-void divide(limb_t* remainder, unsigned long count, const limb_t* divisor,
-            unsigned long divisor_count, limb_t* shifted, limb_t* quotient) {
-    divisor_count = bigint::stripped(divisor, divisor_count);
-    const unsigned long bits = bit_length(remainder, count);
-    const unsigned long divisor_bits = bit_length(divisor, divisor_count);
-    if (divisor_bits == 0 || bits < divisor_bits)
-        return;
-
-    // All the doublings at once.
-    unsigned long shift = bits - divisor_bits;
-    std::memset(shifted, 0, (count + 1) * sizeof(limb_t));
-    for (unsigned long i = 0; i < divisor_count; ++i) {
-        const std::uint64_t moved = static_cast<std::uint64_t>(divisor[i]) << shift % 32;
-        limb_t* const at = shifted + shift / 32 + i;
-        at[0] |= static_cast<limb_t>(moved);
-        at[1] = static_cast<limb_t>(moved >> 32);
-    }
-
-    remainder[count] = 0;
-    const unsigned long window = divisor_count + 1;
-    for (;;) {
-        const unsigned long lowest = shift / 32;
-        if (!is_below(remainder + lowest, shifted + lowest, window)) {
-            subtract(remainder + lowest, shifted + lowest, window);
-            if (quotient)
-                quotient[lowest] |= 1u << shift % 32;
-        }
-        if (shift == 0)
-            return;
-        --shift;
-        bigint::halve(shifted + shift / 32, window);
-    }
-}
-
 // A number in scratch memory, with the size of the block that it would have.
 struct working_number {
     limb_t* limbs;
@@ -140,7 +87,7 @@ class modular {
 public:
     // The factors have up to `width` limbs, as has the modulus.
     modular(const limb_t* modulus, unsigned long count, unsigned long width)
-        : modulus_(modulus), count_(count), product_(2 * width + 1), shifted_(2 * width + 1) {
+        : modulus_(modulus), count_(count), divider_(modulus, count), product_(2 * width) {
         // Division by a zero of several limbs would leave the products as they are, and these
         // would double in length with every bit; any zero counts as that of no limbs.
         if (bigint::stripped(modulus, count) == 0)
@@ -149,9 +96,9 @@ public:
 
     void multiply(working_number& to, const working_number& by) {
         limb_t* const result = product_.data();
-        const unsigned long count = ::multiply(result, to.limbs, to.count, by.limbs, by.count);
+        const unsigned long count = multiply_(result, to.limbs, to.count, by.limbs, by.count);
         if (count_ > 1) {
-            divide(result, count, modulus_, count_, shifted_.data(), nullptr);
+            divider_.divide(result, count, nullptr);
             to.count = bigint::stripped(result, count);
             to.size = to.count != 0 ? count : 0;
         } else {
@@ -173,8 +120,9 @@ private:
 
     const limb_t* modulus_;
     unsigned long count_;
+    multiplication multiply_;
+    bigint::divider divider_;
     std::vector<limb_t> product_;
-    std::vector<limb_t> shifted_;
 };
 
 } // namespace
@@ -198,18 +146,17 @@ void ubigint::sub(const ubigint& other) {
 void ubigint::mul(const ubigint& other) {
     std::vector<limb_t> result(count() + other.count());
     const unsigned long used =
-        ::multiply(result.data(), limbs(), count(), other.limbs(), other.count());
+        multiplication()(result.data(), limbs(), count(), other.limbs(), other.count());
     install(result.data(), used, used);
 }
 
 void ubigint::div(const ubigint& divisor, ubigint& remainder) {
     const unsigned long used = count();
-    std::vector<limb_t> scratch(3 * used + 2);
+    std::vector<limb_t> scratch(2 * used);
     limb_t* const rest = scratch.data();
-    limb_t* const shifted = rest + used + 1;
-    limb_t* const quotient = shifted + used + 1;
+    limb_t* const quotient = rest + used;
     std::copy(limbs(), limbs() + used, rest);
-    divide(rest, used, divisor.limbs(), divisor.count(), shifted, quotient);
+    bigint::divider(divisor.limbs(), divisor.count()).divide(rest, used, quotient);
 
     const unsigned long rest_used = bigint::stripped(rest, used);
     const unsigned long quotient_used = bigint::stripped(quotient, used);
