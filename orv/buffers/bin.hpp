@@ -4,6 +4,10 @@
 #include <orv/buffers/block.hpp>
 #include <orv/buffers/export.h>
 
+namespace buffers {
+class bin_appender;
+}
+
 // A byte string of any length, zeros included, in a shared block that is copied when written to.
 //
 // Sharing, growth, threads and errors are those of `str_t`, with these differences: the smallest
@@ -70,6 +74,8 @@ public:
     const binbuf_t* block() const { return block_; }
 
 private:
+    friend class buffers::bin_appender;
+
     bool equals(const bin_t& other) const;
 
     binbuf_t* block_ = nullptr;

@@ -16,4 +16,18 @@ struct bin_traits {
 
 using bin_room = room<bin_traits>;
 
+// Appends short runs of bytes in a loop of the library, without a call for each.
+class bin_appender {
+public:
+    explicit bin_appender(bin_t& to) : block_(to.block_) {}
+
+    // Appends the first `count` of 16 bytes that are there to be read.
+    void append(const unsigned char* bytes, unsigned long count) {
+        bin_room::append<16>(block_, reinterpret_cast<const char*>(bytes), count);
+    }
+
+private:
+    bin_t::binbuf_t*& block_;
+};
+
 } // namespace buffers

@@ -100,6 +100,21 @@ struct room {
         adopt(held, to);
     }
 
+    // The same for `count` of `Copied` bytes, all of which are copied: those too many into the
+    // spare bytes, at worst.
+    template <unsigned long Copied>
+    static void append(block*& held, const char* bytes, unsigned long count) {
+        static_assert(Copied <= Traits::spare);
+        if (count == 0)
+            return;
+        const unsigned long length = held ? held->length : 0;
+        block* to = need(held, length + count);
+        std::memcpy(to->data() + length, bytes, Copied);
+        to->length = length + count;
+        terminate(to);
+        adopt(held, to);
+    }
+
     static void append(block*& held, char byte) {
         const unsigned long length = held ? held->length : 0;
         block* to = need(held, length + 1);

@@ -8,6 +8,7 @@
 //     +---+------------------------------+-------+
 #include <orv/store/aes.hpp>
 
+#include <orv/buffers/bin_room.hpp>
 #include <orv/store/aes_tables.hpp>
 #include <orv/store/wipe.hpp>
 
@@ -47,8 +48,6 @@ columns load_block(const unsigned char* at) {
 void store_block(unsigned char* at, const columns& block) { std::memcpy(at, &block, sizeof block); }
 
 std::uint32_t low(word carried) { return static_cast<std::uint32_t>(carried); }
-
-columns round_key(const word* key) { return {low(key[0]), low(key[1]), low(key[2]), low(key[3])}; }
 
 // A column of the next state: the bytes that the row shift brings together, the first from `a`,
 // substituted, mixed, and combined with a column of the round key. The four tables follow one
@@ -154,58 +153,42 @@ bool aes::setkey_dec(unsigned char* key, int bits) {
 
 namespace {
 
-// Everything that enciphering a block takes, in local reach. The calls are made part of the loops
-// over blocks, where each block waits for the one before.
-struct forward_cipher {
+// Everything that ciphering blocks takes, in local reach. Deciphering shifts rows the other way.
+template <bool Reverse>
+struct block_cipher {
     const word* tables;
     const unsigned char* box;
     const word* key;
     int rounds;
 
-    [[gnu::always_inline]] columns operator()(const columns& plain, const columns& chain) const {
+    // The round key that a block is combined with to begin with.
+    columns first_key() const { return {low(key[0]), low(key[1]), low(key[2]), low(key[3])}; }
+
+    // Runs blocks that carry the first key through the rounds, side by side: the look-ups for one
+    // go on while those for another are waited for.
+    template <class... Columns>
+    [[gnu::always_inline]] void operator()(Columns&... blocks) const {
         const word* k = key;
-        columns s = plain ^ round_key(k) ^ chain;
         for (int round = 1; round < rounds; ++round) {
             k += 4;
-            s = {mix(tables, s.a, s.b, s.c, s.d, k[0]), mix(tables, s.b, s.c, s.d, s.a, k[1]),
-                 mix(tables, s.c, s.d, s.a, s.b, k[2]), mix(tables, s.d, s.a, s.b, s.c, k[3])};
+            ((blocks = each(mix, tables, blocks, k)), ...);
         }
         k += 4;
-        return {
-            substitute(box, s.a, s.b, s.c, s.d, k[0]), substitute(box, s.b, s.c, s.d, s.a, k[1]),
-            substitute(box, s.c, s.d, s.a, s.b, k[2]), substitute(box, s.d, s.a, s.b, s.c, k[3])};
+        ((blocks = each(substitute, box, blocks, k)), ...);
     }
-};
 
-// The same for deciphering. Rows are shifted the other way.
-struct reverse_cipher {
-    const word* tables;
-    const unsigned char* box;
-    const word* key;
-    int rounds;
-
-    columns step(const columns& s, const word* k) const {
-        return {mix(tables, s.a, s.d, s.c, s.b, k[0]), mix(tables, s.b, s.a, s.d, s.c, k[1]),
-                mix(tables, s.c, s.b, s.a, s.d, k[2]), mix(tables, s.d, s.c, s.b, s.a, k[3])};
-    }
-    columns last(const columns& s, const word* k) const {
-        return {
-            substitute(box, s.a, s.d, s.c, s.b, k[0]), substitute(box, s.b, s.a, s.d, s.c, k[1]),
-            substitute(box, s.c, s.b, s.a, s.d, k[2]), substitute(box, s.d, s.c, s.b, s.a, k[3])};
-    }
-    // Two blocks side by side: the look-ups for one go on while those for the other are waited for.
-    [[gnu::always_inline]] void operator()(columns& s, columns& t) const {
-        const word* k = key;
-        s = s ^ round_key(k);
-        t = t ^ round_key(k);
-        for (int round = 1; round < rounds; ++round) {
-            k += 4;
-            s = step(s, k);
-            t = step(t, k);
-        }
-        k += 4;
-        s = last(s, k);
-        t = last(t, k);
+private:
+    template <class Column, class Table>
+    [[gnu::always_inline]] static columns each(Column column, const Table* table, const columns& s,
+                                               const word* k) {
+        if constexpr (Reverse)
+            return {
+                column(table, s.a, s.d, s.c, s.b, k[0]), column(table, s.b, s.a, s.d, s.c, k[1]),
+                column(table, s.c, s.b, s.a, s.d, k[2]), column(table, s.d, s.c, s.b, s.a, k[3])};
+        else
+            return {
+                column(table, s.a, s.b, s.c, s.d, k[0]), column(table, s.b, s.c, s.d, s.a, k[1]),
+                column(table, s.c, s.d, s.a, s.b, k[2]), column(table, s.d, s.a, s.b, s.c, k[3])};
     }
 };
 
@@ -221,11 +204,11 @@ columns frame(const unsigned char* bytes, unsigned long count) {
 
 // Appends what a plain block carries. One whose length byte is out of range is skipped without a
 // word.
-void unframe(bin_t& out, const columns& plain) {
-    unsigned char block[block_size];
+void unframe(buffers::bin_appender& out, const columns& plain) {
+    unsigned char block[block_size + 1] = {}; // for 16 bytes to be behind the length byte
     store_block(block, plain);
     if (block[0] <= payload)
-        out.append(reinterpret_cast<const char*>(block + 1), block[0]);
+        out.append(block + 1, block[0]);
 }
 
 } // namespace
@@ -233,13 +216,13 @@ void unframe(bin_t& out, const columns& plain) {
 void aes::crypt_ecb(mode_t mode, unsigned char* in, unsigned char* out) {
     if (rounds_ == 0)
         return;
-    columns block = load_block(in);
-    if (mode == mode_decrypt) {
-        columns idle = block;
-        reverse_cipher{reverse_[0], reverse_box_, round_key_, rounds_}(block, idle);
-    } else {
-        block = forward_cipher{forward_[0], forward_box_, round_key_, rounds_}(block, {});
-    }
+    const block_cipher<false> encipher{forward_[0], forward_box_, round_key_, rounds_};
+    const block_cipher<true> decipher{reverse_[0], reverse_box_, round_key_, rounds_};
+    columns block = load_block(in) ^ encipher.first_key();
+    if (mode == mode_decrypt)
+        decipher(block);
+    else
+        encipher(block);
     store_block(out, block);
 }
 
@@ -248,16 +231,18 @@ bin_t aes::encrypt(const bin_t& in, unsigned char* key, int bits) {
     aes schedule;
     if (!schedule.setkey_enc(key, bits))
         return result;
-    const forward_cipher encipher{schedule.forward_[0], schedule.forward_box_, schedule.round_key_,
-                                  schedule.rounds_};
-    columns chain{};
+    const block_cipher<false> encipher{schedule.forward_[0], schedule.forward_box_,
+                                       schedule.round_key_, schedule.rounds_};
+    buffers::bin_appender out(result);
+    columns chain{}; // the enciphered block before, for which the next one waits
     const unsigned char* bytes = bytes_of(in);
     for (unsigned long left = in.length(); left > 0;) {
         const unsigned long count = left < payload ? left : payload;
-        chain = encipher(frame(bytes, count), chain);
+        chain = (frame(bytes, count) ^ encipher.first_key()) ^ chain;
+        encipher(chain);
         unsigned char block[block_size];
         store_block(block, chain);
-        result.append(reinterpret_cast<const char*>(block), block_size);
+        out.append(block, block_size);
         bytes += count;
         left -= count;
     }
@@ -269,26 +254,24 @@ bin_t aes::decrypt(const bin_t& in, unsigned char* key, int bits) {
     aes schedule;
     if (!schedule.setkey_dec(key, bits))
         return result;
-    const reverse_cipher decipher{schedule.reverse_[0], schedule.reverse_box_, schedule.round_key_,
-                                  schedule.rounds_};
+    const block_cipher<true> decipher{schedule.reverse_[0], schedule.reverse_box_,
+                                      schedule.round_key_, schedule.rounds_};
+    buffers::bin_appender out(result);
     columns chain{}; // the enciphered block before
     const unsigned char* bytes = bytes_of(in);
     unsigned long left = in.length();
     for (; left >= 2 * block_size; left -= 2 * block_size, bytes += 2 * block_size) {
-        const columns first = load_block(bytes);
-        const columns second = load_block(bytes + block_size);
-        columns s = first;
-        columns t = second;
+        const columns first = load_block(bytes), second = load_block(bytes + block_size);
+        columns s = first ^ decipher.first_key(), t = second ^ decipher.first_key();
         decipher(s, t);
-        unframe(result, s ^ chain);
-        unframe(result, t ^ first);
+        unframe(out, s ^ chain);
+        unframe(out, t ^ first);
         chain = second;
     }
     if (left >= block_size) {
-        columns s = load_block(bytes);
-        columns idle = s;
-        decipher(s, idle);
-        unframe(result, s ^ chain);
+        columns s = load_block(bytes) ^ decipher.first_key();
+        decipher(s);
+        unframe(out, s ^ chain);
     }
     return result;
 }
