@@ -9,6 +9,7 @@
 #include <orv/bigint/ubigint.hpp>
 
 #include <orv/bigint/limbs.hpp>
+#include <orv/buffers/size.hpp>
 
 #include <algorithm>
 #include <atomic>
@@ -26,9 +27,7 @@ struct ubigint::block {
     limb_t* limbs() { return reinterpret_cast<limb_t*>(this + 1); }
 
     static block* make(unsigned long size) {
-        if (size > ~0ul / 8)
-            throw std::bad_array_new_length(); // the size in bytes would wrap
-        const unsigned long bytes = sizeof(block) + size * sizeof(limb_t);
+        const unsigned long bytes = sizeof(block) + buffers::checked(size) * sizeof(limb_t);
         char* const memory = new char[bytes]();
         return new (memory) block{size, 0, 1};
     }

@@ -75,17 +75,17 @@ private:
     struct block;
 
     // The limbs in use, to be read.
-    const unsigned int* limbs() const;
+    ORV_LOCAL const unsigned int* limbs() const;
     // The limbs, to be written: the block is private and has limb `index`. What is written behind
     // the limbs in use counts once `use` has been told.
-    unsigned int* room_for(unsigned long index);
+    ORV_LOCAL unsigned int* room_for(unsigned long index);
     // Counts limb `index` and those below as in use.
-    void use(unsigned long index);
+    ORV_LOCAL void use(unsigned long index);
     // Counts zero limbs at the top as not in use.
-    void strip();
+    ORV_LOCAL void strip();
     // Takes a copy of `count` limbs into a new block of `size` limbs; no block for size 0.
-    void install(const unsigned int* limbs, unsigned long count, unsigned long size);
-    void clear();
+    ORV_LOCAL void install(const unsigned int* limbs, unsigned long count, unsigned long size);
+    ORV_LOCAL void clear();
 
     block* block_ = nullptr;
 };

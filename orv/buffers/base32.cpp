@@ -38,7 +38,8 @@ str_t str_t::base32code(const char* data, unsigned long size, unsigned long grou
         return result;
     const char between[] = {separator, '\0'}; // nothing for a zero separator
     const unsigned long tail_bits = size % 5 * 8;
-    const unsigned long whole = size / 5 * 8 + tail_bits / 5; // characters of five bits each
+    const unsigned long whole =
+        buffers::checked(size) / 5 * 8 + tail_bits / 5; // characters of five bits each
     const unsigned long separators = group != 0 && separator != 0 ? (whole - 1) / group : 0;
     result.block_ = buffers::make_appended<str_room>(whole + (tail_bits != 0 ? 1 : 0) + separators);
 

@@ -33,7 +33,7 @@ str_t str_t::base64code(const char* data, unsigned long size, unsigned long line
     str_t result;
     if (!data || size == 0)
         return result;
-    const unsigned long characters = size / 3 * 4 + (size % 3 != 0 ? 4 : 0);
+    const unsigned long characters = buffers::checked(size) / 3 * 4 + (size % 3 != 0 ? 4 : 0);
     const unsigned long breaks = line != 0 ? (characters - 1) / line : 0;
     result.block_ = buffers::make_appended<str_room>(characters + 2 * breaks);
 

@@ -12,11 +12,11 @@ bin_t::bin_t(const char* bytes, unsigned long count) { append(bytes, count); }
 
 bin_t::bin_t(const bin_t& other) : block_(bin_room::share(other.block_)) {}
 
-bin_t::~bin_t() { bin_room::release(block_); }
+bin_t::~bin_t() { bin_room::drop(block_); }
 
 bin_t& bin_t::operator=(const bin_t& other) {
     bin_room::block* next = bin_room::share(other.block_);
-    bin_room::release(block_);
+    bin_room::drop(block_);
     block_ = next;
     return *this;
 }
@@ -28,7 +28,7 @@ bin_t& bin_t::operator=(bin_t&& other) noexcept {
     return *this;
 }
 
-void bin_t::clear() { bin_room::release(block_); }
+void bin_t::clear() { bin_room::drop(block_); }
 
 void bin_t::put(unsigned long index, char c) { bin_room::put(block_, index, c); }
 
@@ -49,4 +49,4 @@ bin_t bin_t::reverse() const {
     return result;
 }
 
-bool bin_t::equals(const bin_t& other) const { return bin_room::equal(block_, other.block_); }
+bool operator==(const bin_t& a, const bin_t& b) { return bin_room::equal(a.block_, b.block_); }

@@ -47,10 +47,10 @@ public:
     place operator[](unsigned long index) { return place(*this, index); }
     void put(unsigned long index, char c);
 
-    // Appends one byte, zero included; instantiated for `char` alone.
+    // Appends one byte, zero included: of a number the low eight bits.
     template <class Byte>
     bin_t& add(Byte byte);
-    // Appends `count` bytes, which may be our own.
+    // Appends `count` bytes, which may be our own; null changes nothing.
     bin_t& append(const char* bytes, unsigned long count);
 
     // The bytes in reverse order, as a new byte string.
@@ -67,8 +67,8 @@ public:
     static bin_t base32decode(const char* text);
 
     // Equal lengths and equal bytes.
-    friend bool operator==(const bin_t& a, const bin_t& b) { return a.equals(b); }
-    friend bool operator!=(const bin_t& a, const bin_t& b) { return !a.equals(b); }
+    friend ORV_API bool operator==(const bin_t& a, const bin_t& b);
+    friend bool operator!=(const bin_t& a, const bin_t& b) { return !(a == b); }
 
     // The block itself, for diagnosis; null for a byte string that was never written.
     const binbuf_t* block() const { return block_; }
@@ -76,10 +76,13 @@ public:
 private:
     friend class buffers::bin_appender;
 
-    bool equals(const bin_t& other) const;
-
     binbuf_t* block_ = nullptr;
 };
 
 template <>
 ORV_API bin_t& bin_t::add<char>(char byte);
+
+template <class Byte>
+bin_t& bin_t::add(Byte byte) {
+    return add<char>(static_cast<char>(byte));
+}

@@ -6,9 +6,7 @@
 
 namespace buffers {
 
-struct bin_traits {
-    using block = bin_t::binbuf_t;
-    static constexpr unsigned long smallest = 256;
+struct bin_traits : value_traits<bin_t::binbuf_t, 256> {
     // Deliberate slack: the smallest byte block has the real room of the smallest text block.
     static constexpr unsigned long spare = 2304;
     static constexpr bool terminated = false;
@@ -21,9 +19,11 @@ class bin_appender {
 public:
     explicit bin_appender(bin_t& to) : block_(to.block_) {}
 
-    // Appends the first `count` of 16 bytes that are there to be read.
+    // Appends the first `count` of 16 bytes. All are copied, the rest into the spare bytes at
+    // worst.
     void append(const unsigned char* bytes, unsigned long count) {
-        bin_room::append<16>(block_, reinterpret_cast<const char*>(bytes), count);
+        if (count > 0)
+            bin_room::extend(block_, count, [=](char* end) { std::memcpy(end, bytes, 16); });
     }
 
 private:

@@ -179,7 +179,7 @@ void decode(typename Room::block*& held, const char* text, const decoding_table&
         if (value == codec_skip)
             continue;
         if (value == codec_bad)
-            return Room::release(held);
+            return Room::drop(held);
         if (value == codec_end)
             break;
         bits = bits << Bits | value;

@@ -1,59 +1,45 @@
-// The room rule: how a block of `str_t` or `bin_t` is reused, grown, shared and released.
-// Not installed; what differs between the two is given by a `Traits` type:
+// The room rule: how a block is made, reused, grown, shared and released. Not installed.
 //
-//     block       the block type
-//     smallest    the least capacity a block is made with
-//     spare       bytes allocated behind the capacity, which growth does not count on
-//     terminated  whether a zero byte follows the data
+// What differs from one kind of handle to another is given by a `Traits` type:
+//
+//     block                      the block type: `length`, `capacity`, `refs`, `data()`
+//     spare                      bytes allocated behind the capacity, which growth does not count
+//     on terminated                 whether a zero byte follows the data fits(block, total) whether
+//     a private block is written in place to hold `total` bytes capacity_for(old, total)   the
+//     capacity of the block that replaces `old`, which may be null begin(block)               fills
+//     in what else is in a new block release(block)             lets go of one reference
 #pragma once
 
 #include <orv/buffers/block.hpp>
+#include <orv/buffers/size.hpp>
 
+#include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace buffers {
 
 template <class Traits>
-struct room {
+struct room : Traits {
     using block = typename Traits::block;
 
     // A new empty block with one reference.
     static block* make(unsigned long capacity) {
-        constexpr unsigned long limit = ~0ul / 4;
-        if (capacity > limit)
-            throw std::bad_array_new_length(); // sizes below would wrap
         void* memory = new char[sizeof(block) + capacity + Traits::spare];
         block* made = static_cast<block*>(memory);
-        made->release = &block::free;
         made->length = 0;
         made->capacity = capacity;
         made->refs = 1;
+        Traits::begin(made);
         return made;
-    }
-
-    // The capacity of the block that replaces `old` (which may be null) for `total` bytes.
-    static unsigned long capacity_for(const block* old, unsigned long total) {
-        // An empty old block counts as nothing to grow from, however much is appended: it is
-        // replaced by the smallest block, or by just the room that is needed where that is more.
-        // This is intended.
-        if (old && old->length == 0)
-            return total + 1 > Traits::smallest ? total + 1 : Traits::smallest;
-        const unsigned long base = total + total / 2;
-        return base < Traits::smallest ? Traits::smallest : base + 1;
     }
 
     // The block to write into so that it holds `total` bytes: `old` itself where it is private and
     // roomy, else a new one with the old bytes in it. The caller writes, then `adopt`s the block;
     // till then `old` lives on, so that what is written may come from it.
     static block* need(block* old, unsigned long total) {
-        // The test is strict on purpose: a block is reused only if a byte stays free behind the
-        // terminator.
-        if (old && old->refs <= 1 && old->capacity > total + 1)
+        if (old && old->refs <= 1 && Traits::fits(old, total))
             return old;
-        if (total > ~0ul / 8)
-            throw std::bad_array_new_length();
-        block* made = make(capacity_for(old, total));
+        block* made = make(Traits::capacity_for(old, total));
         if (old && old->length > 0) {
             std::memcpy(made->data(), old->data(), old->length + 1); // and the byte behind
             made->length = old->length;
@@ -67,7 +53,7 @@ struct room {
     static void adopt(block*& held, block* next) {
         if (next == held)
             return;
-        release(held);
+        drop(held);
         held = next;
     }
 
@@ -77,11 +63,11 @@ struct room {
         return held;
     }
 
-    static void release(block*& held) {
+    static void drop(block*& held) {
         block* left = held;
         held = nullptr;
-        if (left && left->refs-- == 1 && left->release)
-            left->release(left); // NOLINT(*MismatchedDeallocator): this free is our own
+        if (left)
+            Traits::release(left);
     }
 
     static void terminate([[maybe_unused]] block* at) {
@@ -89,39 +75,25 @@ struct room {
             at->data()[at->length] = 0;
     }
 
-    static void append(block*& held, const char* bytes, unsigned long count) {
-        if (!bytes || count == 0)
-            return;
+    // Makes `held` longer by `count` bytes, which `write` puts where it is told.
+    template <class Write>
+    static void extend(block*& held, unsigned long count, Write write) {
         const unsigned long length = held ? held->length : 0;
-        block* to = need(held, length + count);
-        std::memcpy(to->data() + length, bytes, count);
+        block* to = need(held, sum(length, count));
+        write(to->data() + length);
         to->length = length + count;
         terminate(to);
         adopt(held, to);
     }
 
-    // The same for `count` of `Copied` bytes, all of which are copied: those too many into the
-    // spare bytes, at worst.
-    template <unsigned long Copied>
+    // The bytes may be those of `held`, and the terminator behind them.
     static void append(block*& held, const char* bytes, unsigned long count) {
-        static_assert(Copied <= Traits::spare);
-        if (count == 0)
-            return;
-        const unsigned long length = held ? held->length : 0;
-        block* to = need(held, length + count);
-        std::memcpy(to->data() + length, bytes, Copied);
-        to->length = length + count;
-        terminate(to);
-        adopt(held, to);
+        if (bytes && count > 0)
+            extend(held, count, [=](char* end) { std::memmove(end, bytes, count); });
     }
 
     static void append(block*& held, char byte) {
-        const unsigned long length = held ? held->length : 0;
-        block* to = need(held, length + 1);
-        to->data()[length] = byte;
-        to->length = length + 1;
-        terminate(to);
-        adopt(held, to);
+        extend(held, 1, [=](char* end) { *end = byte; });
     }
 
     // Writes a byte in place; behind the length there is no place, and nothing happens.
@@ -136,13 +108,9 @@ struct room {
     static block* reversed(const block* from) {
         if (!from || from->length == 0)
             return nullptr;
-        const unsigned long length = from->length;
-        block* made = make(capacity_for(nullptr, length));
-        const char* source = from->data() + length;
-        char* target = made->data();
-        for (unsigned long i = 0; i < length; ++i)
-            *target++ = *--source;
-        made->length = length;
+        block* made = make(Traits::capacity_for(nullptr, from->length));
+        std::reverse_copy(from->data(), from->data() + from->length, made->data());
+        made->length = from->length;
         terminate(made);
         return made;
     }
@@ -152,6 +120,33 @@ struct room {
         if (length != (b ? b->length : 0))
             return false;
         return length == 0 || std::memcmp(a->data(), b->data(), length) == 0;
+    }
+};
+
+// What text and bytes have in common.
+template <class Block, unsigned long Smallest>
+struct value_traits {
+    using block = Block;
+
+    // The test is strict on purpose: a block is reused only if a byte stays free behind the
+    // terminator.
+    static bool fits(const block* at, unsigned long total) { return at->capacity > total + 1; }
+
+    static unsigned long capacity_for(const block* old, unsigned long total) {
+        // An empty old block counts as nothing to grow from, however much is appended: it is
+        // replaced by the smallest block, or by just the room that is needed where that is more.
+        // This is intended.
+        if (old && old->length == 0)
+            return total + 1 > Smallest ? total + 1 : Smallest;
+        const unsigned long base = total + total / 2;
+        return base < Smallest ? Smallest : base + 1;
+    }
+
+    static void begin(block* made) { made->release = &block::free; }
+
+    static void release(block* left) {
+        if (left->refs-- == 1 && left->release)
+            left->release(left); // NOLINT(*MismatchedDeallocator): this free is our own
     }
 };
 

@@ -14,7 +14,7 @@ str_t::str_t(const char* text) { *this << text; }
 
 str_t::str_t(const str_t& other) : block_(str_room::share(other.block_)) {}
 
-str_t::~str_t() { str_room::release(block_); }
+str_t::~str_t() { str_room::drop(block_); }
 
 str_t& str_t::operator=(const char* text) {
     str_t copy(text); // first, for the text may be our own
@@ -23,7 +23,7 @@ str_t& str_t::operator=(const char* text) {
 
 str_t& str_t::operator=(const str_t& other) {
     str_room::block* next = str_room::share(other.block_);
-    str_room::release(block_);
+    str_room::drop(block_);
     block_ = next;
     return *this;
 }
@@ -35,7 +35,7 @@ str_t& str_t::operator=(str_t&& other) noexcept {
     return *this;
 }
 
-void str_t::clear() { str_room::release(block_); }
+void str_t::clear() { str_room::drop(block_); }
 
 void str_t::put(unsigned long index, char c) { str_room::put(block_, index, c); }
 
@@ -58,7 +58,7 @@ str_t& str_t::addprintf(const char* format, ...) {
     if (!format)
         return *this;
     const unsigned long old_length = length();
-    strbuf_t* to = str_room::need(block_, old_length + 4 * std::strlen(format) + 1024);
+    strbuf_t* to = str_room::need(block_, buffers::sum(old_length, 4 * std::strlen(format) + 1024));
     str_room::adopt(block_, to);
 
     char* end = to->data() + old_length;
@@ -83,4 +83,4 @@ str_t str_t::reverse() const {
     return result;
 }
 
-bool str_t::equals(const str_t& other) const { return str_room::equal(block_, other.block_); }
+bool operator==(const str_t& a, const str_t& b) { return str_room::equal(a.block_, b.block_); }

@@ -4,8 +4,10 @@
 #include <orv/buffers/block.hpp>
 #include <orv/buffers/export.h>
 
-// A byte string of any length, without a character set (UTF-8 passes through). Its bytes may
-// include zeros only where `append` with a length or an indexed write put them.
+// A byte string of any length, without a character set (UTF-8 passes through).
+//
+// Zeros: `append` with a length and indexed writes put them in and `reverse`, copies, `length` and
+// comparison keep them; what takes or gives text as a `const char*` ends at the first.
 //
 // A copy shares the block and costs one increment; the first write through either copy makes a
 // private one. An empty string that was never written has no block.
@@ -16,7 +18,8 @@
 //
 // Threads: none. The reference count is a plain counter, so two strings that share a block belong
 // to one thread. Errors: none are reported; null arguments are empty text. If memory runs out the
-// allocator's exception passes through and the string is as it was.
+// allocator's exception passes through and the string is as it was; so does
+// `std::bad_array_new_length` for a length that cannot be added to what is there.
 class ORV_API str_t {
 public:
     struct ORV_API strbuf_t : buffers::block_header<strbuf_t> {
@@ -31,8 +34,10 @@ public:
     str_t(str_t&& other) noexcept : block_(other.block_) { other.block_ = nullptr; }
     ~str_t();
 
-    // Drops the old text and takes a copy of `text`, which may point into this very string.
+    // Takes a copy of `text`, then drops the old text: `text` may point into this very string,
+    // which stays as it was if there is no memory. Null or empty text leaves no block.
     str_t& operator=(const char* text);
+    // Shares the other's block, then drops the old text; a move leaves the other empty.
     str_t& operator=(const str_t& other);
     str_t& operator=(str_t&& other) noexcept;
 
@@ -57,7 +62,8 @@ public:
     str_t& add(char c);
     // Appends text; null or empty text changes nothing.
     str_t& operator<<(const char* text);
-    // Appends `count` bytes, zeros included.
+    // Appends `count` bytes, zeros included, which may be our own with their terminator; null
+    // changes nothing.
     str_t& append(const char* bytes, unsigned long count);
     // Appends formatted text in one pass. The room it is given is 4 bytes for each byte of the
     // format and 1024 more, or what the block has free if that is more; a longer piece is cut
@@ -78,14 +84,12 @@ public:
                             char separator);
 
     // Equal lengths and equal bytes.
-    friend bool operator==(const str_t& a, const str_t& b) { return a.equals(b); }
-    friend bool operator!=(const str_t& a, const str_t& b) { return !a.equals(b); }
+    friend ORV_API bool operator==(const str_t& a, const str_t& b);
+    friend bool operator!=(const str_t& a, const str_t& b) { return !(a == b); }
 
     // The block itself, for diagnosis; null for a string that was never written.
     const strbuf_t* block() const { return block_; }
 
 private:
-    bool equals(const str_t& other) const;
-
     strbuf_t* block_ = nullptr;
 };

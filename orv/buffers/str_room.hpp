@@ -6,9 +6,7 @@
 
 namespace buffers {
 
-struct str_traits {
-    using block = str_t::strbuf_t;
-    static constexpr unsigned long smallest = 2560;
+struct str_traits : value_traits<str_t::strbuf_t, 2560> {
     static constexpr unsigned long spare = 0;
     static constexpr bool terminated = true;
 };

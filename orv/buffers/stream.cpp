@@ -1,122 +1,111 @@
+// `stream<0>` by the room rule, which it shares with text and bytes but for its own ways of
+// choosing a capacity and of letting a block go; and the time of the other streams.
 #include <orv/buffers/stream.hpp>
 
+#include <orv/buffers/room.hpp>
+
 #include <ctime>
-#include <new>
 #include <utility>
 
-template <unsigned long N>
-stream<N>& stream<N>::add(const char* bytes, unsigned long count) {
-    const unsigned long room = N - 1 - length_;
-    if (count > room)
-        count = room;
-    std::memmove(text_ + length_, bytes, count); // the bytes may be our own
-    length_ += count;
-    text_[length_] = 0;
-    return *this;
-}
+namespace buffers {
 
-template <unsigned long N>
-stream<N>& stream<N>::addtime(long t, const char* format) {
+struct stream_traits {
+    using block = stream<0>::block;
+    static constexpr unsigned long spare = 4;
+    static constexpr bool terminated = true;
+
+    // Room for the text and its terminator is enough here, unlike with text and bytes.
+    static bool fits(const block* at, unsigned long total) { return at->capacity >= total + 1; }
+
+    static unsigned long capacity_for(const block* old, unsigned long total) {
+        const unsigned long asked = total + 1;
+        if (old && old->length != 0 && asked < old->length - 1)
+            return old->length;
+        return asked + asked / 2;
+    }
+
+    static void begin(block*) {}
+
+    // The block goes back only if its count was 0 already, so that one that was never shared stays
+    // allocated. This is the contract of the type and is kept.
+    static void release(block* left) {
+        if (left->refs-- == 0)
+            delete[] reinterpret_cast<char*>(left);
+    }
+};
+
+unsigned long format_time(char (&to)[100], long t, const char* format) {
     const std::time_t when = t == 0 ? std::time(nullptr) : t;
     std::tm parts{};
-    char formatted[100];
-    if (!localtime_r(&when, &parts))
-        return *this;
-    return add(formatted, std::strftime(formatted, sizeof formatted, format, &parts));
+    tzset(); // as `localtime` does: the host may have changed its time zone
+    if (!format || !localtime_r(&when, &parts))
+        return 0;
+    return std::strftime(to, sizeof to, format, &parts);
 }
 
-template class stream<4096>;
+} // namespace buffers
 
-stream<0>::stream(const stream& other) : block_(other.block_) {
-    if (block_)
-        ++block_->refs;
-}
+using stream_room = buffers::room<buffers::stream_traits>;
 
-stream<0>::~stream() { release(block_); }
+stream<0>::stream(const stream& other) : block_(stream_room::share(other.block_)) {}
+
+stream<0>::~stream() { stream_room::drop(block_); }
 
 stream<0>& stream<0>::operator=(const stream& other) {
-    stream copy(other);
-    return *this = std::move(copy);
+    block* next = stream_room::share(other.block_);
+    stream_room::drop(block_);
+    block_ = next;
+    return *this;
 }
 
 stream<0>& stream<0>::operator=(stream&& other) noexcept {
     std::swap(block_, other.block_);
+    if (this != &other)
+        other.clear();
     return *this;
 }
 
 void stream<0>::clear() {
     if (!block_)
         return;
-    if (block_->refs > 1) {
-        release(block_);
-        block_ = nullptr;
-        return;
-    }
+    if (block_->refs > 1)
+        return stream_room::drop(block_);
     block_->length = 0;
-    block_->data()[0] = 0;
+    stream_room::terminate(block_);
 }
 
-void stream<0>::need(unsigned long n) { adopt(roomy(n)); }
-
-stream<0>::block* stream<0>::roomy(unsigned long n) {
-    if (n == 0) {
-        if (!block_ || block_->length + 1 == 0)
-            return block_;
-        n = block_->length + 1;
-    }
-    // Capacity of at least n is enough here, unlike in the room rule of text and bytes.
-    if (block_ && block_->refs <= 1 && block_->capacity >= n)
-        return block_;
-    if (n > ~0ul / 4)
-        throw std::bad_array_new_length(); // the sizes below would wrap
-
-    unsigned long capacity = n + n / 2;
-    if (block_ && block_->length != 0 && n < block_->length - 1)
-        capacity = block_->length;
-    void* memory = new char[sizeof(block) + capacity + 4];
-    block* made = static_cast<block*>(memory);
-    made->length = 0;
-    made->capacity = capacity;
-    made->refs = 1;
-    made->data()[0] = 0;
-    if (block_ && block_->length != 0) {
-        std::memcpy(made->data(), block_->data(), block_->length + 1);
-        made->length = block_->length;
-    }
-    return made;
-}
-
-void stream<0>::adopt(block* next) {
-    if (next != block_)
-        release(std::exchange(block_, next));
-}
-
-// The block goes back only if its count was 0 already, so that one that was never shared stays
-// allocated. This is the contract of the type and is kept.
-void stream<0>::release(block* left) {
-    if (left && left->refs-- == 0)
-        delete[] reinterpret_cast<char*>(left);
+void stream<0>::need(unsigned long n) {
+    if (n == 0 && !block_)
+        return;
+    const unsigned long total = n == 0 ? block_->length : buffers::checked(n - 1);
+    stream_room::adopt(block_, stream_room::need(block_, total));
 }
 
 stream<0>& stream<0>::add(const char* bytes, unsigned long count) {
-    if (count == 0)
-        return *this;
-    const unsigned long old_length = length();
-    block* to = roomy(old_length + count + 1);
-    std::memcpy(to->data() + old_length, bytes, count);
-    to->length = old_length + count;
-    to->data()[to->length] = 0;
-    adopt(to);
+    stream_room::append(block_, bytes, count);
     return *this;
 }
 
-stream<0>& stream<0>::add(unsigned long v) {
+namespace {
+
+stream<0>& add_decimal(stream<0>& to, unsigned long magnitude, bool negative) {
     char digits[48];
     char* const end = digits + sizeof digits;
     char* first = end;
     do {
-        *--first = static_cast<char>('0' + v % 10);
-        v /= 10;
-    } while (v != 0);
-    return add(first, static_cast<unsigned long>(end - first));
+        *--first = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (negative)
+        *--first = '-';
+    return to.add(first, static_cast<unsigned long>(end - first));
+}
+
+} // namespace
+
+stream<0>& stream<0>::add(unsigned long v) { return add_decimal(*this, v, false); }
+
+stream<0>& stream<0>::add(long v) {
+    const unsigned long bits = static_cast<unsigned long>(v);
+    return add_decimal(*this, v < 0 ? 0 - bits : bits, v < 0);
 }

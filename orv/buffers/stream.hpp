@@ -4,9 +4,21 @@
 #include <orv/buffers/export.h>
 
 #include <cstring>
+#include <type_traits>
 
-// `stream<N>` for N > 0: text in N bytes inside the object. It never allocates, and cuts what would
-// pass N - 1 characters without notice; made for short lines built on the stack.
+namespace buffers {
+
+struct stream_traits;
+
+// Puts the local time `t` (seconds since the epoch, 0 for now) formatted by `strftime` in `to`, and
+// returns its length: 0 for a null format, and for a time that takes more than 99 characters.
+ORV_API unsigned long format_time(char (&to)[100], long t, const char* format);
+
+} // namespace buffers
+
+// `stream<N>` for N > 0: text in N bytes inside the object, terminator included. It never
+// allocates, and cuts what would pass N - 1 characters without notice; made for short lines built
+// on the stack. Any N will do. 0 is another type, below.
 //
 // Threads: one at a time. Errors: none.
 template <unsigned long N>
@@ -21,20 +33,36 @@ public:
         text_[0] = 0;
     }
 
-    // Null text changes nothing.
+    // Null text changes nothing, with a length or without.
     stream& add(const char* text) { return text ? add(text, std::strlen(text)) : *this; }
     stream& add(char c) { return add(&c, 1); }
-    stream& add(const char* bytes, unsigned long count);
-    // Appends the local time `t` (seconds since the epoch, 0 for now) formatted by `strftime`, of
-    // which at most 99 characters.
-    stream& addtime(long t, const char* format);
+    stream& add(const char* bytes, unsigned long count) {
+        const unsigned long room = N - 1 - length_;
+        if (!bytes)
+            return *this;
+        if (count > room)
+            count = room;
+        std::memmove(text_ + length_, bytes, count); // the bytes may be our own
+        length_ += count;
+        text_[length_] = 0;
+        return *this;
+    }
+    // Numbers are printed by `stream<0>`; here one would be taken for a character, so there is
+    // none.
+    template <class Number, class = std::enable_if_t<std::is_arithmetic<Number>::value>>
+    stream& add(Number) = delete;
+    // Appends the local time `t` (seconds since the epoch, 0 for now) formatted by `strftime`. A
+    // time of more than 99 characters is left out as a whole; one of up to 99 that does not fit is
+    // cut like any other text. Null changes nothing.
+    stream& addtime(long t, const char* format) {
+        char formatted[100];
+        return add(formatted, buffers::format_time(formatted, t, format));
+    }
 
 private:
     char text_[N];
     unsigned long length_ = 0;
 };
-
-extern template class ORV_API stream<4096>;
 
 // `stream<0>`: text in a shared heap block that grows.
 //
@@ -49,8 +77,9 @@ extern template class ORV_API stream<4096>;
 // kept. Use few streams, ask for the room at once with `need`, and `clear` a stream to use it
 // again rather than making another.
 //
-// Threads: none, the count is a plain counter. Errors: none are reported; if memory runs out the
-// allocator's exception passes through and the stream is as it was.
+// Threads: none, the count is a plain counter. Errors: none are reported. If memory runs out the
+// allocator's exception passes through and the stream is as it was; so does
+// `std::bad_array_new_length` for a length that cannot be added to what is there.
 template <>
 class ORV_API stream<0> {
 public:
@@ -59,6 +88,7 @@ public:
     stream(stream&& other) noexcept : block_(other.block_) { other.block_ = nullptr; }
     ~stream();
     stream& operator=(const stream& other);
+    // Leaves the other empty, with the block that was ours unless that is shared.
     stream& operator=(stream&& other) noexcept;
 
     // The text, terminated; never null: "" without a block. Valid until the next write.
@@ -73,27 +103,31 @@ public:
     // the present text be private.
     void need(unsigned long n);
 
-    // Null text changes nothing.
+    // Null text changes nothing, with a length or without. The bytes may be our own.
     stream& add(const char* text) { return text ? add(text, std::strlen(text)) : *this; }
     stream& add(char c) { return add(&c, 1); }
     stream& add(const char* bytes, unsigned long count);
-    // Appends `v` in decimal.
+    // Appends a number in decimal. A `char` is a character, and any other integer a number.
     stream& add(unsigned long v);
+    stream& add(long v);
+    template <class Integer, class = std::enable_if_t<std::is_integral<Integer>::value>>
+    stream& add(Integer v) {
+        return add(
+            static_cast<std::conditional_t<std::is_signed<Integer>::value, long, unsigned long>>(
+                v));
+    }
 
 private:
+    friend struct buffers::stream_traits;
+
     struct block {
         unsigned long length;
         unsigned long capacity;
         long refs;
 
         char* data() { return reinterpret_cast<char*>(this + 1); }
+        const char* data() const { return reinterpret_cast<const char*>(this + 1); }
     };
-
-    // What `need` writes into: the block held, or a new one with its text. Till `adopt` the old one
-    // lives on, so that what is written may come from it.
-    block* roomy(unsigned long n);
-    void adopt(block* next);
-    static void release(block* left);
 
     block* block_ = nullptr;
 };

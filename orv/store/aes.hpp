@@ -43,7 +43,7 @@ public:
 private:
     using word = std::uint64_t; // carries 32 bits
 
-    void forget();
+    ORV_LOCAL void forget();
 
     const unsigned char* forward_box_;
     const word* forward_[4];
