@@ -1,4 +1,4 @@
-// Text, bytes and streams: room, sharing, aliasing.
+// Text, bytes and streams: room, sharing, aliasing, sizes.
 #include <orv/buffers/bin.hpp>
 #include <orv/buffers/str.hpp>
 #include <orv/buffers/stream.hpp>
@@ -6,26 +6,22 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <ctime>
+#include <new>
 #include <string>
 
 namespace {
 
 std::string text(unsigned long length) { return std::string(length, 'x'); }
 
-TEST(Str, CapacityAfterAssignment) {
-    const struct {
-        unsigned long length, capacity;
-    } rows[] = {{0, 0},       {1, 2560},    {1706, 2560},    {1707, 2561},
-                {2000, 3001}, {2558, 3838}, {100000, 150001}};
-    for (const auto& row : rows) {
+TEST(Str, Room) {
+    for (const auto& [length, capacity] : std::initializer_list<std::pair<unsigned, unsigned>>{
+             {0, 0}, {1, 2560}, {1706, 2560}, {1707, 2561}, {2000, 3001}, {100000, 150001}}) {
         str_t s;
-        s = text(row.length).c_str();
-        EXPECT_EQ(s.capacity(), row.capacity) << row.length;
-        EXPECT_EQ(s.c_str(), text(row.length));
+        s = text(length).c_str();
+        EXPECT_EQ(s.capacity(), capacity);
+        EXPECT_EQ(s.c_str(), text(length));
     }
-}
-
-TEST(Str, ABlockIsReusedOnlyWhileAByteStaysFree) {
     str_t s("x");
     const auto* block = s.block();
     while (s.length() < 2558)
@@ -33,104 +29,80 @@ TEST(Str, ABlockIsReusedOnlyWhileAByteStaysFree) {
     EXPECT_EQ(s.block(), block); // 2560 > 2558 + 1
     s.add('x');
     EXPECT_EQ(s.capacity(), 3839u); // 2560 > 2559 + 1 fails
-    EXPECT_EQ(s.c_str(), text(2559));
-}
-
-TEST(Str, NullAndEmptyTextLeaveNoBlock) {
-    str_t s("old");
-    s = nullptr;
-    EXPECT_EQ(s.block(), nullptr);
-    s = "";
-    s << nullptr << "";
-    s.add('\0').append(nullptr, 3);
-    const char* const no_format = nullptr;
-    s.addprintf(no_format);
-    EXPECT_EQ(s.block(), nullptr);
-    EXPECT_STREQ(s.c_str(), "");
-    EXPECT_EQ(s.reverse().block(), nullptr);
-}
-
-// An empty block that must be replaced counts as nothing to grow from, and must hold everything.
-TEST(Str, AnEmptyBlockHoldsWhateverIsAppended) {
+    // An empty block counts as nothing to grow from, and must hold everything.
     for (unsigned long count : {1ul, 2559ul, 2560ul, 100000ul}) {
-        str_t s;
-        s.addprintf("%s", "");
-        ASSERT_NE(s.block(), nullptr);
-        const str_t other(s); // shared, so the append replaces the block
-        s.append(text(count).c_str(), count);
-        EXPECT_EQ(s.c_str(), text(count));
-        EXPECT_EQ(s.capacity(), count + 1 > 2560 ? count + 1 : 2560);
+        str_t empty;
+        empty.addprintf("%s", "");
+        const str_t other(empty); // shared, so the append replaces the block
+        empty.append(text(count).c_str(), count);
+        EXPECT_EQ(empty.c_str(), text(count));
+        EXPECT_EQ(empty.capacity(), count + 1 > 2560 ? count + 1 : 2560);
     }
 }
 
+TEST(Str, NothingLeavesNoBlock) {
+    const char* const null = nullptr;
+    str_t s("old");
+    ((s = nullptr) << null << "").add('\0').append(null, 3).addprintf(null);
+    EXPECT_TRUE(!s.block() && *s.c_str() == 0 && !s.reverse().block());
+    s = "ab";
+    s[2] = 'c'; // there is no such place
+    EXPECT_EQ(s[2] + s[ULONG_MAX] + s.add('\0').length(), 2u);
+}
+
 TEST(Str, AWriteToASharedBlockLeavesTheOtherHolderAlone) {
-    str_t a("text");
-    str_t b(a), c(a);
+    str_t a("text"), b(a), c(a);
     EXPECT_EQ(a.block()->refs, 3);
     b.add('!');
+    EXPECT_EQ(c[1], 'e'); // reading shares on
+    EXPECT_EQ(c.block(), a.block());
     c[0] = 'T';
-    EXPECT_STREQ(a.c_str(), "text");
-    EXPECT_STREQ(b.c_str(), "text!");
-    EXPECT_STREQ(c.c_str(), "Text");
+    EXPECT_EQ(std::string(a.c_str()) + b.c_str() + c.c_str(), "texttext!Text");
     EXPECT_EQ(a.block()->refs, 1);
-    str_t d(a);
-    EXPECT_EQ(d[1], 'e'); // reading shares on
-    EXPECT_EQ(d.block(), a.block());
 }
 
 TEST(Str, TextFromTheStringItself) {
     str_t s("0123456789");
     s = s.c_str() + 5;
     std::string expected = "56789";
-    for (int i = 0; i < 12; ++i) { // through several blocks
-        s << s.c_str();
-        expected += expected;
+    for (int i = 0; i < 12; ++i) { // through several blocks, with the terminator and without
+        s.append(s.c_str(), s.length() + 1) << s.c_str();
+        expected += expected + '\0';
+        expected += expected.c_str();
     }
     s = *&s;
-    EXPECT_EQ(s.c_str(), expected);
+    EXPECT_EQ(std::string(s.c_str(), s.length()), expected);
 }
 
 TEST(Str, FormattedPiecesAreCutAtTheRoomTheyAreGiven) {
     str_t s;
     s.addprintf("%d-%s", 42, "x").addprintf("%s", "");
     EXPECT_STREQ(s.c_str(), "42-x");
-    s.addprintf("%s", text(10000).c_str());
+    const std::string format = text(1000) + "%s"; // 4 times the format and 1024, and growth
+    s.addprintf(format.c_str(), text(10000).c_str());
+    EXPECT_EQ(s.capacity(), (4 + 4 * 1002 + 1024) * 3 / 2 + 1u);
     EXPECT_EQ(s.length(), s.capacity() - 2); // a terminator, and the byte that stays free
     EXPECT_EQ(s.c_str(), "42-x" + text(s.length() - 4));
 }
 
-TEST(Str, IndexesBehindTheLength) {
-    str_t s("ab");
-    EXPECT_EQ(s[ULONG_MAX], '\0');
-    s[2] = 'c';
-    EXPECT_EQ(s[2], '\0');
-    EXPECT_EQ(static_cast<const str_t&>(s)[5], '\0');
-    EXPECT_STREQ(s.c_str(), "ab");
-}
-
 TEST(Bin, RoomAndZeros) {
     bin_t b("\0", 1);
+    b.add(0).add(static_cast<unsigned char>(200)).add(b[2]); // any byte
+    EXPECT_EQ(b, bin_t("\0\0\310\310", 4));
     while (b.length() < 254)
         b.add('\xff');
     EXPECT_EQ(b.capacity(), 256u);
     b.add('\1'); // 256 > 255 + 1 fails
     EXPECT_EQ(b.capacity(), 383u);
-    EXPECT_EQ(b[0], '\0');
-    EXPECT_EQ(b[254], '\1');
-
-    const bin_t r = bin_t("\1\0\3", 3).reverse();
-    EXPECT_TRUE(r == bin_t("\3\0\1", 3));
-    EXPECT_TRUE(r != bin_t("\3\0", 2));
+    EXPECT_EQ(b[0] + b[254], 1);
+    EXPECT_EQ(bin_t("\1\0\3", 3).reverse(), bin_t("\3\0\1", 3));
+    EXPECT_NE(bin_t("\3", 1), bin_t("\3\0", 2));
 }
 
 TEST(Stream, Room) {
-    stream<0> s;
-    s.add(0ul);
+    stream<0> s, n;
+    s.add(0);
     EXPECT_EQ(s.capacity(), 3u); // asked for 2
-    s.add(ULONG_MAX);
-    EXPECT_STREQ(s.c_str(), "018446744073709551615");
-
-    stream<0> n;
     n.need(0);
     EXPECT_EQ(n.capacity(), 0u);
     n.need(10);
@@ -142,6 +114,22 @@ TEST(Stream, Room) {
     EXPECT_STREQ(n.c_str(), "");
 }
 
+TEST(Stream, NumbersAndCharacters) {
+    stream<0> s;
+    s.add(18446744073709551615u).add('A').add(LONG_MIN).add(static_cast<unsigned char>(65));
+    s.add(-1).add(static_cast<short>(-20)).add(0ull).add("x", 1);
+    EXPECT_STREQ(s.c_str(), "18446744073709551615A-922337203685477580865-1-200x");
+}
+
+template <class Stream, class Value, class = void>
+constexpr bool adds = false;
+template <class Stream, class Value>
+constexpr bool adds<Stream, Value, std::void_t<decltype(std::declval<Stream&>().add(Value()))>> =
+    true;
+static_assert(adds<stream<7>, char> && !adds<stream<7>, int> && !adds<stream<7>, unsigned char>);
+// What a compiler refuses to hand to `printf`.
+static_assert(!std::is_trivially_copy_constructible_v<str_t::place>);
+
 TEST(Stream, SharedBlocksAreCopiedBeforeAWrite) {
     stream<0> a;
     a.add("one");
@@ -150,7 +138,7 @@ TEST(Stream, SharedBlocksAreCopiedBeforeAWrite) {
     b.add(" two");
     c.clear();
     EXPECT_STREQ(a.c_str(), "one");
-    EXPECT_STREQ(b.c_str(), "one two");
+    EXPECT_STREQ(c.c_str(), "");
     b.add(b.c_str(), b.length()).add(b.c_str());
     EXPECT_STREQ(b.c_str(), "one twoone twoone twoone two");
     // Less than the text of a shared block: room for the text all the same.
@@ -160,21 +148,54 @@ TEST(Stream, SharedBlocksAreCopiedBeforeAWrite) {
         EXPECT_STREQ(d.c_str(), b.c_str());
         EXPECT_EQ(d.capacity(), fewer > 1 ? 28u : 40u);
     }
+    a = std::move(b);
+    EXPECT_EQ(std::string(a.c_str()).substr(21) + b.c_str(), "one two");
 }
 
 TEST(Stream, FixedTextIsCutWithoutNotice) {
     stream<4096> s;
-    s.add(text(4090).c_str()).addtime(0, "%H:%M:%S");
+    s.add(text(4090).c_str()).add(nullptr, 5).addtime(0, "%H:%M:%S").addtime(1, nullptr);
     EXPECT_EQ(s.length(), 4095u);
     EXPECT_EQ(s.c_str()[4092], ':');
-    s.add('x').addtime(0, "%Y");
-    EXPECT_EQ(s.length(), 4095u);
+    stream<7> now, other;
+    EXPECT_STRNE(now.addtime(0, "%Y").c_str(), "1970"); // 0 is now
+    other.addtime(1, text(100).c_str());                // longer than 99 characters
+    EXPECT_EQ(other.addtime(1, text(99).c_str()).c_str(), text(6));
+}
 
-    stream<4096> now, year;
-    now.addtime(0, "%Y"); // 0 is now
-    EXPECT_STRNE(now.c_str(), "1970");
-    year.addtime(86400 * 200, "%Y").addtime(1, text(150).c_str()); // longer than 99 characters
-    EXPECT_STREQ(year.c_str(), "1970");
+TEST(Stream, TimesFollowTheTimeZoneOfTheHost) {
+    const char* const before = getenv("TZ");
+    for (const char* hours : {"03", "05"}) {
+        setenv("TZ", (std::string("ABC-") + hours).c_str(), 1);
+        EXPECT_STREQ(stream<9>().addtime(86400, "%H").c_str(), hours);
+    }
+    before ? setenv("TZ", before, 1) : unsetenv("TZ");
+}
+
+void append(str_t& to, unsigned long count) { to.append("y", count); }
+void append(bin_t& to, unsigned long count) { to.append("y", count); }
+void append(stream<0>& to, unsigned long count) { to.add("y", count); }
+
+template <class Buffer>
+void refuses_sizes_that_wrap() {
+    for (unsigned long before : {0ul, 1ul, 5000ul}) {
+        Buffer buffer;
+        for (unsigned long i = 0; i < before; ++i)
+            buffer.add('x');
+        const unsigned long capacity = buffer.capacity();
+        for (unsigned long count : {ULONG_MAX, ULONG_MAX - 4999, ULONG_MAX / 2, ULONG_MAX / 8 + 1})
+            EXPECT_THROW(append(buffer, count), std::bad_array_new_length) << count;
+        EXPECT_TRUE(buffer.length() == before && buffer.capacity() == capacity);
+    }
+}
+
+TEST(Buffers, SizesThatWrapAreRefused) {
+    refuses_sizes_that_wrap<str_t>();
+    refuses_sizes_that_wrap<bin_t>();
+    refuses_sizes_that_wrap<stream<0>>();
+    EXPECT_THROW(stream<0>().need(ULONG_MAX), std::bad_array_new_length);
+    EXPECT_THROW(str_t::base64code("x", ULONG_MAX, 0), std::bad_array_new_length);
+    EXPECT_THROW(str_t::base32code("x", ULONG_MAX, 0, '-'), std::bad_array_new_length);
 }
 
 } // namespace
