@@ -88,6 +88,7 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
         {"get '' a b", 2, "no file"},
         {"list no", 3, "No such file"},
         {"set no a b c", 3, "--create"},
+        {"set empty a b c", 4, "--create"},
         {"-c set no/f a b c", 6, "No such file"},
         {"-c set . a b c", 4, "not a regular file"},
         {"list pipe", 4, "not a regular file"},
