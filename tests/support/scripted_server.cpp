@@ -7,16 +7,6 @@
 
 namespace support {
 
-namespace {
-
-// Waits for `stop`. False if it came.
-bool pause_until(int stop, int milliseconds) {
-    pollfd watched{stop, POLLIN, 0};
-    return poll(&watched, 1, milliseconds) == 0;
-}
-
-} // namespace
-
 peer::~peer() { close(socket_); }
 
 bool peer::ready(short events) {
@@ -64,11 +54,9 @@ bool peer::send(const std::string& bytes) {
     return true;
 }
 
-void peer::wait(int milliseconds) { pause_until(stop_, milliseconds); }
-
-void peer::wait_until(const std::function<bool()>& condition) {
-    while (!condition() && pause_until(stop_, 0))
-        usleep(20);
+void peer::wait(int milliseconds) {
+    pollfd watched{stop_, POLLIN, 0};
+    poll(&watched, 1, milliseconds);
 }
 
 void peer::half_close() { shutdown(socket_, SHUT_WR); }

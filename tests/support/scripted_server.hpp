@@ -26,10 +26,8 @@ public:
     void read(unsigned long count);
     // False if not all of it went out.
     bool send(const std::string& bytes);
+    // -1 waits until the server is stopped.
     void wait(int milliseconds);
-    void wait_until(const std::function<bool()>& condition);
-    // Does nothing more, with the connection open, until the server is stopped.
-    void stall() { wait(-1); }
     // Tells the client that nothing more will be sent.
     void half_close();
     // Makes the end of the connection a reset.
