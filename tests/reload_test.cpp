@@ -67,9 +67,16 @@ TEST(Reload, WhatDoesNotLoadChangesNothing) {
     ORV::xfile locked; // to read it takes a tenth of a second
     ASSERT_TRUE(locked.open(directory.file("no marker").c_str(), "rb"));
     ASSERT_EQ(flock(fileno(locked.handle), LOCK_EX), 0);
-    // A little more than a pass of the worker. No get waits while that looks into a file.
+    // A little more than a pass of the worker, and another behind a reload. No get waits while it
+    // looks into a file.
     int waited = 0;
-    for (const auto end = steady_clock::now() + milliseconds(1250); steady_clock::now() < end;) {
+    bool reloaded = false;
+    ORV::kernel& older = *std::end(rows)[-1].store;
+    for (const auto end = steady_clock::now() + milliseconds(1750); steady_clock::now() < end;) {
+        if (!reloaded && older.getInt("v", "v", 0) == 8) {
+            reloaded = true;
+            older.setInt("mine", "x", 9); // stays: the file is known now
+        }
         const long before = waits();
         const auto begin = steady_clock::now();
         for (const row& row : rows)
@@ -79,15 +86,19 @@ TEST(Reload, WhatDoesNotLoadChangesNothing) {
     EXPECT_EQ(waited, 0);
     for (const row& row : rows) {
         EXPECT_EQ(row.store->getInt("v", "v", 0), row.value) << row.name;
-        EXPECT_EQ(row.store->getInt("mine", "x", 0), row.value == 1 ? 7 : 0) << row.name;
+        EXPECT_EQ(row.store->getInt("mine", "x", 0), row.value == 1 ? 7 : 9) << row.name;
     }
     // The changed flag stays too: what was set is saved.
-    ASSERT_TRUE(rows[1].store->open(directory.file(rows[1].name).c_str(), settings_key));
+    const std::string other = directory.file(rows[1].name);
+    ASSERT_TRUE(rows[1].store->open(other.c_str(), settings_key));
     EXPECT_EQ(rows[1].store->getInt("mine", "x", 0), 7);
+    rows[1].store = std::make_unique<ORV::kernel>();
+    write_at(other, "still not ours", 2000);
+    ASSERT_FALSE(rows[1].store->open(other.c_str(), settings_key));
 
     locked.close();
-    for (const row& row :
-         rows) // for most in the same second, but a load that failed does not count
+    // In the second of the change before, which did not load, so it does not count.
+    for (const row& row : rows)
         write_at(directory.file(row.name), settings("2"), 2000);
     for (const row& row : rows) {
         for (int looks = 0; looks < 1000 && row.store->getInt("v", "v", 0) != 2; ++looks)

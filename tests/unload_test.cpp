@@ -12,13 +12,7 @@
 
 namespace {
 
-using lines = std::vector<std::string>;
-
-template <class Function>
-Function* find(void* library, Function*, const char* name) {
-    return reinterpret_cast<Function*>(dlsym(library, name));
-}
-#define CALL(library, name) find(library, &name, #name)
+#define CALL(library, name) reinterpret_cast<decltype(&name)>(dlsym(library, #name))
 
 const char key[] = "0123456789abcdef0123456789abcdef";
 
@@ -61,8 +55,9 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     take_traces();
     EXPECT_EQ(dlclose(orv), 0);
     EXPECT_EQ(take_trace_texts(),
-              (lines{"openWrite " + path, "openWrite again", "openWrite::write",
-                     "openWrite::write OK", "openWrite::write error", "Unload library"}));
+              (std::vector<std::string>{"openWrite " + path, "openWrite again", "openWrite::write",
+                                        "openWrite::write OK", "openWrite::write error",
+                                        "Unload library"}));
     // Again and again, which leaves nothing behind.
     orv = dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     const long threads = entries_of("/proc/self/task"), files = entries_of("/proc/self/fd");
