@@ -125,6 +125,17 @@ TEST_F(File, WhatOpenFinds) {
     EXPECT_EQ(read_file(path), good);
 }
 
+// As it is while another process saves.
+TEST_F(File, AnEmptyFileIsWaitedFor) {
+    write_file(path, "");
+    std::thread saving([this] {
+        usleep(50000);
+        write_file(path, good);
+    });
+    EXPECT_EQ(open(), ORV_OPEN_LOADED);
+    saving.join();
+}
+
 // What could be read stays, after a save and another opening too.
 TEST_F(File, WhatIsNotWhole) {
     const struct {
@@ -174,20 +185,26 @@ TEST_F(File, AShortKey) {
 // lock.
 TEST_F(File, AChildDoesNotKeepTheLock) {
     const int descriptor = dup(0);
-    ::close(descriptor); // the next to be opened will have that number
-    std::thread saving([this] { EXPECT_TRUE(config.writeV(10000)); });
-    usleep(50000); // the file is open
-    const pid_t child = fork();
-    if (child == 0)
-        for (;;)
-            pause();
-    EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
-    saving.join();
-    ORV::xfile file;
-    EXPECT_TRUE(file.open(path.c_str(), "rb"));
-    EXPECT_EQ(flock(fileno(file.handle), LOCK_EX | LOCK_NB), 0);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+    ::close(descriptor);                 // the next to be opened will have that number
+    for (int flags = -1; flags == -1;) { // until we look while the file is open
+        std::filesystem::remove(path);
+        std::thread saving([this] { EXPECT_TRUE(config.writeV(10000)); });
+        while (!std::filesystem::exists(path))
+            usleep(1000);
+        usleep(20000); // of the hundred milliseconds that it stays open
+        const pid_t child = fork();
+        if (child == 0)
+            for (;;)
+                pause();
+        flags = fcntl(descriptor, F_GETFD);
+        saving.join();
+        EXPECT_TRUE(flags == -1 || flags == FD_CLOEXEC);
+        ORV::xfile file;
+        EXPECT_TRUE(file.open(path.c_str(), "rb"));
+        EXPECT_EQ(flock(fileno(file.handle), LOCK_EX | LOCK_NB), 0);
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
 }
 
 // ---- The worked example of docs/settings-file.md

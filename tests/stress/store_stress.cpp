@@ -49,6 +49,9 @@ std::string value_of(unsigned long stamp, int index) {
 
 // Nothing for stamp 0.
 void set_all(unsigned long stamp) {
+    const int rounds = ORVSC_GetInt(nullptr, "stress/rounds", 0);
+    if (stamp != 0)
+        ORVSC_SetInt(nullptr, "stress/rounds", rounds + 1);
     for (int i = 0; stamp != 0 && i < setting_count; ++i)
         ORVSC_SetString(nullptr, name_of(i).c_str(), value_of(stamp, i).c_str());
 }
