@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <fcntl.h>
@@ -179,6 +180,20 @@ TEST_F(File, AShortKey) {
     write_file(path, settings_file("ORV<x/>", "short"));
     EXPECT_FALSE(config.readV());
     EXPECT_STREQ(config.doc.name, "x");
+}
+
+// For a tenth of a second; saving takes another.
+TEST_F(File, TheLockIsWaitedFor) {
+    write_file(path, good);
+    ORV::xfile held;
+    EXPECT_TRUE(held.open(path.c_str(), "rb"));
+    EXPECT_EQ(flock(fileno(held.handle), LOCK_EX), 0);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(config.readV());
+    const auto between = std::chrono::steady_clock::now();
+    EXPECT_TRUE(config.writeV(10000));
+    EXPECT_GE(between - begin, std::chrono::milliseconds(100));
+    EXPECT_GE(std::chrono::steady_clock::now() - between, std::chrono::milliseconds(200));
 }
 
 // A child made in the middle of a save has the file too, but neither it nor what it runs keeps the
