@@ -106,6 +106,7 @@ TEST_F(File, WhatOpenFinds) {
         {path, "a key text of which 32 bytes cou", ORV_OPEN_LOADED},
         {directory.file("empty"), settings_key, ORV_OPEN_NEW},
         {"no-such-file", settings_key, ORV_OPEN_NEW},
+        {"/no-such-file", settings_key, ORV_OPEN_NEW},
         {path, "a key text of which 32 bytes coU", ORV_OPEN_UNREADABLE},
         {directory.file("missing/file"), settings_key, ORV_OPEN_UNREADABLE}, // no folder
         {directory.file("pipe"), settings_key, ORV_OPEN_UNREADABLE},
@@ -176,6 +177,7 @@ TEST_F(File, WhatIsNotWhole) {
 
 // A key text that is too short is completed with zeros, not with what stands behind it.
 TEST_F(File, AShortKey) {
+    str_t(std::string(2000, 'x').c_str()).clear(); // leaves a block that is not clean
     config.cipherKey = "short";
     write_file(path, settings_file("ORV<x/>", "short"));
     EXPECT_FALSE(config.readV());
