@@ -108,18 +108,4 @@ TEST_F(Store, Numbers) {
     EXPECT_EQ(ORVSC_GetInt("r", "missing", 99), 99);
 }
 
-TEST(Config, WhatSetsTheChangedFlag) {
-    ORV::sconfig config;
-    EXPECT_STREQ(config.doc.name, "root");
-    EXPECT_STREQ(config.doc.value, "");
-    bool created;
-    for (const int value : {0, 7, 7}) { // a new setting, another number, the same
-        config.changed = false;
-        config.setInt("s", "k", value);
-        EXPECT_EQ(config.changed, value == 0 || config.doc["s/k"]->attributes.count == 1);
-        config.doc["s/k"]->attributes.set(value ? "more" : "unit", "px", created);
-    }
-    config.changed = false; // nothing to write
-}
-
 } // namespace
