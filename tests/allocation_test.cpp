@@ -157,6 +157,12 @@ TEST(Allocation, Values) {
         survive(tried);
 }
 
+TEST(Allocation, AStreamThatGoesLeavesItsBlock) {
+    const long before = support::live().blocks;
+    stream<0>().add("text");
+    EXPECT_EQ(support::live().blocks, before + 1); // by contract
+}
+
 // ---- The store
 
 constexpr char key[] = "a key text of which 32 bytes count";

@@ -30,7 +30,8 @@ template <class Buffer>
 class indexed {
 public:
     indexed(Buffer& buffer, unsigned long index) : buffer_(buffer), index_(index) {}
-    // Written out, so that the compiler refuses one where any argument is taken, as by `printf`.
+    // Written out, so that Clang refuses one for a variable argument, as of `printf`; GCC passes
+    // it, and only its check of formats (-Wformat) tells.
     indexed(const indexed& other) : buffer_(other.buffer_), index_(other.index_) {} // NOLINT
     operator char() const { return static_cast<const Buffer&>(buffer_)[index_]; }
     indexed& operator=(char c) {
