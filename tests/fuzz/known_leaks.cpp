@@ -2,5 +2,5 @@
 // that is the contract of the type, and the one thing that the leak checker is told of.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
-    return "leak:buffers::room<buffers::stream_traits>::make\n";
+    return "leak:buffers::room<buffers::stream_traits>\n";
 }

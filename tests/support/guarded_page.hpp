@@ -32,6 +32,6 @@ public:
 
 private:
     static constexpr unsigned long room = 4 << 20;
-    char* start_ = static_cast<char*>(mmap(nullptr, 2 * room, PROT_READ | PROT_WRITE,
-                                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    char* start_ = static_cast<char*>(
+        mmap(nullptr, 2 * room, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 };
