@@ -47,7 +47,7 @@ TEST(Str, NothingLeavesNoBlock) {
     EXPECT_TRUE(!s.block() && *s.c_str() == 0 && !s.reverse().block());
     s = "ab";
     s[2] = 'c'; // there is no such place
-    EXPECT_EQ(s[2] + s[ULONG_MAX] + s.add('\0').length(), 2u);
+    EXPECT_TRUE(s[2] == 0 && s[ULONG_MAX] == 0 && s.add('\0').length() == 2);
 }
 
 TEST(Str, AWriteToASharedBlockLeavesTheOtherHolderAlone) {
