@@ -2,8 +2,8 @@
  *
  * Both answers are found once and kept for the life of the process; neither is ever null, and both
  * are empty where the path of the executable cannot be had, or holds a byte outside ASCII. At most
- * 254 bytes of the path count. An executable that was deleted or replaced since it was started keeps
- * the path it had.
+ * 254 bytes of the path count. An executable that was deleted or replaced since it was started
+ * keeps the path it had.
  */
 #ifndef ORV_RUNTIME_IDENTITY_H
 #define ORV_RUNTIME_IDENTITY_H
