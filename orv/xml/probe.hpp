@@ -26,7 +26,6 @@ position probe(unsigned long count, Compare compare) {
     if (with_last >= 0)
         return with_last == 0 ? position{count - 1, true} : position{count, false};
 
-    unsigned long insert_at = 0;
     unsigned long low = 0;
     unsigned long end = count - 1; // one behind the last candidate
     while (low < end) {
@@ -35,11 +34,11 @@ position probe(unsigned long count, Compare compare) {
         if (order == 0)
             return {middle, true};
         if (order > 0)
-            insert_at = low = middle + 1;
+            low = middle + 1;
         else
-            insert_at = end = middle;
+            end = middle;
     }
-    return {insert_at, false};
+    return {low, false};
 }
 
 // Where a name stands among `count` items.
