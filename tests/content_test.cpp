@@ -73,11 +73,15 @@ string random_text(seeded_random& random) {
         "<a>|</a>|<b>|</b>|<a/>|<A x=\"1\">|</A >|<b t='|'|\"|it's|</a|<b t=\"|<|>|/>|<ab>| |</ab>|"
         "<!-- it's -->|\n|<a t='>'>|<a '>|</b</a>|\r|<a \">|<b t=\"</a>\"/>|some text|<?x?>|</?x>|"
         "<!x a='<!x'");
+    static const string dots(80, '.');
+    static const string long_value = "<b t='" + dots + ">" + dots + "</a>" + dots + "<'>";
     // Mostly well-formed texts, so that the quick way is taken far, and every degree of mess.
     const size_t kinds = std::vector<size_t>{0, 0, 5, 8, pieces.size()}[random.below(5)];
     const size_t length = random.below(900);
     string text = random.text(random.below(2) * 130, ".");
     while (text.size() < length) {
+        if (random.below(40) == 0)
+            text += long_value;
         if (kinds == 0 && random.below(40) != 0)
             text += random.below(2) ? "<b c=\"x\" d=\"y\">text</b>" : "<a><ab/></a >";
         else
