@@ -22,7 +22,8 @@ public:
     // Reads a document from a copy of `length` bytes of text, up to the first NUL in them: the
     // first element there, as `loadTag` does. All that was here goes. The text may be part of this
     // document. The first element is `?xml` if the text opens with an XML declaration, and the
-    // document's own element is its child. Without an element in it the document has no name afterwards, and holds nothing.
+    // document's own element is its child. Without an element in the text the document has no name
+    // afterwards, and holds nothing.
     void load(const char* text, unsigned long length);
 };
 
