@@ -36,8 +36,14 @@ need() {
       "${missing[@]}" >/dev/null || die "could not install: ${missing[*]}"
   elif [ "$(uname)" = Darwin ]; then
     command -v c++ >/dev/null || die "no compiler: run xcode-select --install"
-    for package in cmake ninja; do
-      command -v $package >/dev/null || die "$package is missing: run brew install $package"
+    for package in "$@"; do
+      case $package in
+      cmake) command -v cmake ;;
+      ninja-build) package=ninja && command -v ninja ;;
+      libgtest-dev) package=googletest && brew ls --versions googletest ;;
+      libgmp-dev) package=gmp && brew ls --versions gmp ;;
+      libssl-dev) package=openssl && brew ls --versions openssl ;;
+      esac >/dev/null 2>&1 || die "$package is missing: run brew install $package"
     done
   else
     for package in cmake ninja c++; do
