@@ -87,6 +87,15 @@ std::string read_all(std::FILE* file, const std::string& name, int code) {
     return text;
 }
 
+std::string read_first_line(const std::string& path, int code) {
+    std::FILE* const file = std::fopen(path.c_str(), "rb");
+    char line[4096] = "";
+    if (!file || (!std::fgets(line, sizeof line, file) && std::ferror(file)))
+        fail(code, path + ": " + std::strerror(errno));
+    std::fclose(file);
+    return line;
+}
+
 void print(const std::string& text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
         fail(not_printed, std::string("cannot write to standard output: ") + std::strerror(errno));

@@ -34,10 +34,13 @@ void warn(const std::string& message);
 std::string read_file(const std::string& path, int code);
 std::string read_all(std::FILE* file, const std::string& name, int code);
 
+// The first line of a file, up to a NUL in it; no more of it is read than a line should have.
+std::string read_first_line(const std::string& path, int code);
+
 // Puts a text on standard output. Where it cannot be written the program fails.
 void print(const std::string& text);
 
-// The text on one line and without effect on a terminal: a line feed as \n, a carriage return as
+// The text on one line and without control characters: a line feed as \n, a carriage return as
 // \r, a TAB as \t, a backslash as two, other control characters in hexadecimal as \x1b.
 std::string on_one_line(const char* text);
 

@@ -11,10 +11,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -74,7 +76,8 @@ Exit status:
   4  not all of the file can be read: wrong key, damaged, cut short, or not a
      settings file; what can be read is printed all the same
   5  no key, or one shorter than 32 bytes
-  6  set: refused, or the file cannot be written; it is as it was
+  6  set: refused, or the file cannot be written; it is as it was,
+     unless the message says otherwise
   7  the output cannot be written
 
 Examples:
@@ -117,12 +120,12 @@ str_t read_key(const command_line& given) {
         given.key_file.empty() ? "the environment variable " + given.key_variable : given.key_file;
     std::string key;
     if (!given.key_file.empty())
-        key = tools::read_file(given.key_file, bad_key);
+        key = tools::read_first_line(given.key_file, bad_key);
     else if (const char* const value = std::getenv(given.key_variable.c_str()))
         key = value;
     else
         fail(bad_key, "no key: set " + source + ", or name a file with --key-file");
-    key.resize(std::min(key.size(), key.find_first_of(std::string("\r\n\0", 3))));
+    key.resize(std::min(key.size(), key.find_first_of("\r\n")));
     if (key.size() < 32)
         fail(bad_key, "the key in " + source + " has " + std::to_string(key.size()) +
                           " bytes; it takes 32 at least");
@@ -145,10 +148,9 @@ content load(ORV::sconfig& settings, const std::string& path, const str_t& key) 
         }
         if (!S_ISREG(before.st_mode))
             fail(not_whole, path + " is not a regular file");
-        settings.changed = true; // cleared by a load
+        const xml::buffer* const old = settings.doc.buffer;
         const bool whole = settings.readV();
-        const bool deciphered = !settings.changed;
-        settings.changed = false;
+        const bool deciphered = settings.doc.buffer != old; // something was loaded, whole or not
         if (whole)
             return content::whole;
         if (stat(path.c_str(), &after) != 0)
@@ -234,6 +236,8 @@ std::vector<setting> read_back(const xml::root& document) {
     copy.load(text.c_str(), text.length());
     std::vector<setting> found;
     gather(copy, "", found);
+    if (!copy.is_set(ORV::sconfig::marker)) // a text that swallows it makes the file count as cut
+        found.emplace_back(ORV::sconfig::marker, "missing");
     for (setting& one : found)
         one.first = without_capitals(one.first);
     std::sort(found.begin(), found.end());
@@ -273,6 +277,16 @@ void save(ORV::sconfig& settings, const std::string& path, bool is_new) {
     if (file == -1)
         fail(not_saved, cannot_write + std::strerror(errno));
     close(file);
+    struct rlimit largest;
+    if (getrlimit(RLIMIT_FSIZE, &largest) == 0 && largest.rlim_cur < before.size())
+        fail(not_saved, cannot_write + std::strerror(EFBIG));
+    // From the cut to the last byte nothing ends us: a signal waits, a limit is a failed write.
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int one : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+        sigaddset(&ends, one);
+    sigprocmask(SIG_BLOCK, &ends, nullptr);
+    signal(SIGXFSZ, SIG_IGN);
     errno = 0;
     if (settings.writeV(sysconf(_SC_CLK_TCK)))
         return;
@@ -315,8 +329,9 @@ int set(const command_line& given) {
     if (held == content::empty && !given.create)
         fail(not_whole, file + " is empty; --create makes a settings file of it");
 
-    std::vector<setting> expected = read_back(settings.doc);
     bool created;
+    settings.doc.get(nullptr, ORV::sconfig::marker, created);
+    std::vector<setting> expected = read_back(settings.doc);
     xml::item* const element = settings.doc.get(nullptr, path.c_str(), created);
     const std::string old_text = element->value ? element->value : "";
     if (!created && old_text == text)
@@ -326,7 +341,6 @@ int set(const command_line& given) {
         expected.erase(old);
     expected.push_back(added);
     element->setText(text.c_str());
-    settings.doc.get(nullptr, ORV::sconfig::marker, created);
     check(settings.doc, expected, added);
     save(settings, file, held == content::absent);
     return tools::done;

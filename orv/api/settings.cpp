@@ -37,7 +37,7 @@ void ORV_close() {
     if (opener != 0 && opener != getpid())
         return;
     if (g_Kernel)
-        g_Kernel->close(); // passes an exception on, with all as it was
+        g_Kernel->close(); // passes an exception on, with the values as they were
     delete g_Kernel;
     g_Kernel = nullptr;
 }

@@ -95,17 +95,18 @@ word divider::quotient_word(word* window) {
     shift_list pending; // subtracted at the top, and not yet below
     for (unsigned shift = 64; shift-- > 0;) {
         const two_words divisor = top_[shift];
-        bool fits = top >= divisor;
+        word fits = top >= divisor;
         if (__builtin_expect(top - divisor <= pending.count, 0)) { // a borrow could change it
             top -= subtract_below(window, pending);
             pending.count = 0;
             fits = top > divisor || (top == divisor && fits_below(window, shift));
         }
-        // Without branches, which nobody could predict.
+        // Without branches, which nobody could predict: the compiler is not to know of the 0 or 1.
+        __asm__("" : "+r"(fits));
         top -= divisor & (two_words{0} - fits);
         quotient = quotient << 1 | fits;
         pending.bits[pending.count] = shift;
-        pending.count += fits;
+        pending.count += static_cast<unsigned>(fits);
     }
     top -= subtract_below(window, pending);
     top_words[0] = static_cast<word>(top);

@@ -109,6 +109,7 @@ void ubigint::set(const char* bytes, unsigned long count) {
 }
 
 bin_t ubigint::toBinary(unsigned long bits) const {
+    buffers::checked(bits / 8 + (bits % 8 != 0));
     bin_t result;
     for (unsigned long i = 0; bits > 0; ++i) {
         limb_t rest = limb(i);

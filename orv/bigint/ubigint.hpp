@@ -20,7 +20,8 @@
 //
 // Threads: numbers that share limbs may belong to different threads, for their count is atomic; one
 // number may be read by several threads, or written by one. Errors: none are reported. If memory
-// runs out the allocator's exception passes through, and the number may have any value.
+// runs out the allocator's exception passes through, as does `std::bad_array_new_length` for a
+// length that nothing can have, and the number may have any value.
 class ORV_API ubigint {
 public:
     ubigint() = default;

@@ -3,11 +3,12 @@
 // What differs from one kind of handle to another is given by a `Traits` type:
 //
 //     block                      the block type: `length`, `capacity`, `refs`, `data()`
-//     spare                      bytes allocated behind the capacity, which growth does not count
-//     on terminated                 whether a zero byte follows the data fits(block, total) whether
-//     a private block is written in place to hold `total` bytes capacity_for(old, total)   the
-//     capacity of the block that replaces `old`, which may be null begin(block)               fills
-//     in what else is in a new block release(block)             lets go of one reference
+//     spare                      bytes behind the capacity, of which growth takes no account
+//     terminated                 whether a zero byte follows the data
+//     fits(block, total)         whether a private block is written in place to hold `total` bytes
+//     capacity_for(old, total)   of the block that replaces `old`, which may be null
+//     begin(block)               fills in what else is in a new block
+//     release(block)             lets go of one reference
 #pragma once
 
 #include <orv/buffers/block.hpp>

@@ -6,8 +6,9 @@
 
 // A byte string of any length, without a character set (UTF-8 passes through).
 //
-// Zeros: `append` with a length and indexed writes put them in and `reverse`, copies, `length` and
-// comparison keep them; what takes or gives text as a `const char*` ends at the first.
+// Zeros: `append` with a length, `addprintf` with %c and indexed writes put them in, and `reverse`,
+// copies, `length` and comparison keep them; what takes or gives text as a `const char*` ends at
+// the first.
 //
 // A copy shares the block and costs one increment; the first write through either copy makes a
 // private one. An empty string that was never written has no block.

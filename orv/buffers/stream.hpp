@@ -49,7 +49,8 @@ public:
     }
     // Numbers are printed by `stream<0>`; here one would be taken for a character, so there is
     // none.
-    template <class Number, class = std::enable_if_t<std::is_arithmetic<Number>::value>>
+    template <class Number, class = std::enable_if_t<std::is_arithmetic<Number>::value ||
+                                                     std::is_enum<Number>::value>>
     stream& add(Number) = delete;
     // Appends the local time `t` (seconds since the epoch, 0 for now) formatted by `strftime`. A
     // time of more than 99 characters is left out as a whole; one of up to 99 that does not fit is
@@ -71,11 +72,10 @@ private:
 //     +--------+----------+------+--------------------+---------+
 //
 // What a caller must know: a holder that lets a block go decrements its count, and the block goes
-// back to the heap only if the count was 0 already. A new block starts at 1, so a block that was
-// never shared stays allocated for the life of the process, once for every stream that is
-// destroyed and once for every block that is outgrown. This is the contract of the type and is
-// kept. Use few streams, ask for the room at once with `need`, and `clear` a stream to use it
-// again rather than making another.
+// back to the heap only if the count was 0 already. A new block starts at 1, so no block goes back,
+// shared or not: each that its last holder drops, and each that is outgrown, stays allocated for
+// the life of the process. This is the contract of the type and is kept. Use few streams, ask for
+// the room at once with `need`, and `clear` a stream to use it again rather than making another.
 //
 // Threads: none, the count is a plain counter. Errors: none are reported. If memory runs out the
 // allocator's exception passes through and the stream is as it was; so does
@@ -112,6 +112,7 @@ public:
     stream& add(long v);
     template <class Integer, class = std::enable_if_t<std::is_integral<Integer>::value>>
     stream& add(Integer v) {
+        static_assert(sizeof(Integer) <= sizeof(long), "a number that would be cut");
         return add(
             static_cast<std::conditional_t<std::is_signed<Integer>::value, long, unsigned long>>(
                 v));

@@ -1,11 +1,11 @@
 // What the file system tells of a file. Not installed.
 #pragma once
 
-#include <orv/buffers/str.hpp>
-
 #include <cerrno>
-#include <cstring>
+#include <climits>
+#include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace ORV {
 
@@ -30,16 +30,23 @@ inline bool is_ordinary(int descriptor) {
     return fstat(descriptor, &found) == 0 && S_ISREG(found.st_mode);
 }
 
-// Whether the folder is there in which a file of that path would be made.
-inline bool has_folder(const char* path) {
-    const char* const slash = std::strrchr(path, '/');
-    str_t folder("./");
-    if (slash) {
-        folder.clear();
-        folder.append(path, static_cast<unsigned long>(slash + 1 - path));
+// Whether the folder is there in which a file of that path would be made: for a link that leads to
+// no file, the folder of what it leads to.
+inline bool has_folder(std::string path) {
+    constexpr int most_links = 40; // as many as the system follows
+    for (int links = 0; links < most_links; ++links) {
+        const std::string folder = path.substr(0, path.rfind('/') + 1);
+        struct stat found;
+        if (stat(folder.empty() ? "." : folder.c_str(), &found) != 0)
+            return false;
+        char target[PATH_MAX];
+        const ssize_t length = readlink(path.c_str(), target, sizeof target);
+        if (length < 0)
+            return true;
+        const std::string next(target, static_cast<unsigned long>(length));
+        path = next[0] == '/' ? next : folder + next;
     }
-    struct stat found;
-    return stat(folder.c_str(), &found) == 0;
+    return false;
 }
 
 } // namespace ORV

@@ -26,8 +26,8 @@ public:
     // Closes what is open, reads the file at `path`, enciphered under the first 32 bytes of `key`,
     // and starts the worker. False if the file did not load as a whole document of ours; the store
     // is open all the same, with what could be read of it, and the next save replaces the file.
-    // Returns at once unless the file is there and empty, as it is while another process saves:
-    // then it waits up to a fifth of a second for what is to come.
+    // Returns at once unless another process saves the file just then: then it waits up to a tenth
+    // of a second for the lock, and a fifth for what is to come into an empty file.
     bool open(const char* path, const char* key);
     // Stops the worker, without waiting a pause of it out, and saves the document if it was
     // changed. Harmless when nothing is open.

@@ -188,8 +188,9 @@ bool sconfig::writeV(long timeout) {
     }
     const long deadline = runtime::deadline(timeout);
     ORV_trace4("openWrite %s", file.c_str());
-    // First of all, for a file that has been cut is not to be left so if memory runs out.
-    const bin_t ciphertext = enciphered(*this);
+    // First of all, for a file that has been cut is not to be left so if memory runs out; with no
+    // time left, for nothing.
+    const bin_t ciphertext = runtime::ticks() < deadline ? enciphered(*this) : bin_t();
     xfile out;
     const bool written = write_ciphertext(out, file.c_str(), ciphertext, deadline);
     out.close();

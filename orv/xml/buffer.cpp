@@ -6,6 +6,8 @@
 namespace xml {
 
 buffer* buffer::allocate(unsigned long length) {
+    if (length > ~0ul - sizeof(buffer) - 2)
+        throw std::bad_array_new_length();
     buffer* made = new (new char[sizeof(buffer) + length + 2]) buffer;
     made->size = length + 1;
     made->refs.store(1, std::memory_order_relaxed);

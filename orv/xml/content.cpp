@@ -52,7 +52,7 @@ public:
             looked_at_ += 64;
         }
         for (at = looked_at_; at < end; ++at) {
-            if (rank(at[1]) != first_)
+            if (rank(at[1]) != rank(first_))
                 continue;
             if (char* const tag = tag_before(at))
                 return tag;
@@ -212,7 +212,7 @@ char* end_finder::end(const char* name, char* value) {
     char* found; // the end tag, or the NUL that ends the text
     if (!locate(name, value, found)) {
         if (deep_)
-            deep_->ends(value, found, nullptr);
+            deep_->ends(value, found);
         return end_of_text(found);
     }
     char* const last = find(found + 2, '>');
@@ -222,7 +222,7 @@ char* end_finder::end(const char* name, char* value) {
         --end;
     *end = 0;
     if (deep_)
-        deep_->ends(value, end, found);
+        deep_->ends(value, end);
     return behind;
 }
 

@@ -38,20 +38,6 @@ char* tag_index::closing(const char* name, char* content) {
     return find(&in, first, folded(name)).at;
 }
 
-void tag_index::ends(const char* content, char* nul, const char* cut) {
-    ends_[content] = nul;
-    if (nul != cut)
-        return;
-    // An end tag whose name is cut short has another name now, so its run is no longer true.
-    const char* name = nul;
-    while (name > content && !ends_name(name[-1]))
-        --name;
-    if (name - content >= 2 && name[-1] == '/' && name[-2] == '<') {
-        run_of_.clear();
-        runs_.clear();
-    }
-}
-
 char* tag_index::end_of(const char* content) const {
     const auto known = ends_.find(content);
     return known == ends_.end() ? nullptr : known->second;

@@ -24,9 +24,10 @@ public:
     // there is none. The content may have been cut short since the tags were found: an end tag
     // behind the cut is none.
     char* closing(const char* name, char* content);
-    // That the content from `content` on ends at the NUL at `nul` now, in front of the end tag that
-    // was at `cut`; that is null where it ends with what is around it.
-    void ends(const char* content, char* nul, const char* cut);
+    // That the content from `content` on ends at the NUL at `nul` now. No end tag is cut through:
+    // between the one that ends the content and the last ">" in front of it, or the beginning of
+    // the content, there is no "<".
+    void ends(const char* content, char* nul) { ends_[content] = nul; }
     // Where it was said to end; null if it was not.
     char* end_of(const char* content) const;
 
