@@ -1,18 +1,11 @@
-// Counts the allocations of a test program and of the library in it, and makes chosen ones fail.
-// A program that links this has these operators new and delete in place of the usual ones.
+// Counts the memory blocks of a test program and of the library in it, and makes chosen allocations
+// fail. A program that links this has these operators new and delete in place of the usual ones.
 #pragma once
 
 namespace support {
 
-// How often the calling thread has allocated since it began.
-unsigned long allocations();
-
-// What operator new has handed out and operator delete has not taken back, in all threads.
-struct live_memory {
-    long blocks;
-    long bytes;
-};
-live_memory live();
+// Blocks that operator new has handed out and operator delete has not taken back, in all threads.
+long live_blocks();
 
 // Which allocations fail.
 enum class failure {
