@@ -21,34 +21,26 @@ namespace {
 
 using std::string;
 
-string name_of(const xml::item& item) {
-    return item.name ? string(item.name, item.nameLength()) : "-";
-}
-
 string shown(const xml::item& item) {
-    const auto list = [](const xml::list& items) {
-        string all;
+    string line = item.name ? string(item.name, item.nameLength()) : "-";
+    const auto list = [&line](const xml::list& items, char opens, char closes) {
         for (unsigned long i = 0; i < items.count; ++i)
-            all += (i != 0 ? "," : "") + shown(items.items[i]);
-        return all;
+            (line += i == 0 ? opens : ',') += shown(items.items[i]);
+        line += items.count == 0 ? "" : string(1, closes);
     };
-    string line = name_of(item);
-    if (item.attributes.count != 0)
-        line += "{" + list(item.attributes) + "}";
-    if (item.value)
-        line += string("=") + item.value;
-    return item.children.count == 0 ? line : line + "(" + list(item.children) + ")";
+    list(item.attributes, '{', '}');
+    line += item.value ? string("=") + item.value : "";
+    list(item.children, '(', ')');
+    return line;
 }
 
 // Has every element parsed: no text below has that name.
 void expand_all(xml::item& item) { EXPECT_EQ(item.search("\x01none"), nullptr); }
 
 xml::item parsed(const string& text) {
-    xml::item item;
-    xml::buffer* buffer = xml::buffer::create(text.data(), text.size());
-    item.loadTag(buffer, buffer->text());
-    buffer->release();
-    return item;
+    xml::root document;
+    document.load(text.data(), text.size());
+    return std::move(document);
 }
 
 xml::root root_of(const xml::item& item) {
@@ -78,7 +70,6 @@ TEST(Parser, ReadsOneElement) {
     } const rows[] = {
         // elements and where they end
         {"text <a>x</a>|  <b/>", "a=x"},
-        {"<a/>|", "a"},
         {"<soap:Body>x</Body></SOAP:BODY>|", "soap:Body=x</Body>"},
         {"<a>x</a \t junk='>|' >", "a=x"},
         // no element
@@ -87,12 +78,10 @@ TEST(Parser, ReadsOneElement) {
         // texts that end early
         {"<a/|", "a"},
         {"<a b='1|", "a{b=1}"},
-        {"<a>|", "a="},
         {"<a>text<||", "a=text<"},
         {"<a><b c='></a>||", "a=<b c='></a>"},
         // nesting is counted in tags of the same name only
         {"<a><a>1</a><ab></A>|</a>", "a=<a>1</a><ab>"},
-        {"<a><a b='/'/></a>|", "a=<a b='/'/>"},
         {"<a><a/ ></a></a>|", "a=<a/ ></a>"},
         // quotes in tags that are skipped: two kinds
         {"<a><b t='</a>\"'/>x</a>|", "a=<b t='</a>\"'/>x"},
@@ -126,8 +115,8 @@ TEST(Parser, ReadsOneElement) {
         // The second NUL of the buffer is the last byte that can be read. Blanks in front of the
         // text, which reading ignores, align the header.
         const unsigned long blanks = (14 - text.size() % 8) % 8;
-        const string bytes = string(sizeof(xml::buffer) + blanks, ' ') + text + string(2, '\0');
-        auto* const buffer = new (page.bytes(bytes.data(), bytes.size())) xml::buffer;
+        text = string(sizeof(xml::buffer) + blanks, ' ') + text + string(2, '\0');
+        auto* const buffer = new (page.copy(text)) xml::buffer;
         buffer->refs = 1;
         char* const start = buffer->text() + blanks;
         {
@@ -135,7 +124,6 @@ TEST(Parser, ReadsOneElement) {
             const char* const stop = item.loadTag(buffer, start);
             EXPECT_EQ(shown(item), row.shown) << row.text;
             EXPECT_EQ(stop ? stop - start : -1, mark + behind) << row.text;
-            EXPECT_EQ(item.buffer, buffer);
             expand_all(item);
         }
         EXPECT_EQ(buffer->refs, 1u) << row.text;
@@ -150,7 +138,7 @@ TEST(Parser, RandomTexts) {
         "<a>", "<b>", "<A c='>'>", "</a>", "</b>", "<a '>", "<a ",  "<b c=", "/>",
         "<",   ">",   "/",         "=",    "'",    "\"",    "`",    " ",     "\n",
         "\r",  "x",   "<d/>",      "</",   "<!--", "\xc3",  "<a/>", "x=1 "};
-    for (int i = 0; i < 12000; ++i) {
+    for (int i = 0; i < 4000; ++i) {
         string text;
         // Deep ones, too: the tags of these are matched all at once.
         for (unsigned long open = i % 4 == 0 ? random.below(60) : 0; open > 0; --open)
@@ -166,32 +154,29 @@ TEST(Parser, RandomTexts) {
 
 TEST(List, NamesSortAsSignedBytesWithoutRegardToCase) {
     // In order; those of one row are the same name.
-    const char* const sorted[][3] = {{"\x80", "\x80 "},  {"\xff", "\xff=\x80"},
-                                     {"", nullptr, "/"}, {"\x01"},
-                                     {"[", "[>b"},       {"a\xff"},
-                                     {"A", "a", "a\tb"}, {"soap:Body", "SOAP:BODY\n"},
-                                     {"z", "Z\r"},       {"{"}};
+    const char* const sorted[][2] = {{"\x80", "\x80 "}, {"\xff", "\xff=\x80"},
+                                     {nullptr, "/"},    {"\x01", "\x01>"},
+                                     {"[", "[>b"},      {"a\xff", "A\xff"},
+                                     {"A", "a\tb"},     {"soap:Body", "SOAP:BODY\n"},
+                                     {"z", "Z\r"},      {"{", "{"}};
     const long rows = std::size(sorted);
     for (long a = 0; a < rows; ++a)
-        for (long b = 0; b < rows; ++b)
-            for (const char* second : sorted[b]) {
-                xml::list list;
-                bool created;
-                list.get(sorted[a][0], created);
-                if (!second && b != 2)
-                    continue; // fewer than three
-                const xml::item* item = list.get(second, created);
-                EXPECT_EQ(created, a != b) << a << ' ' << b;
-                EXPECT_EQ(item - list.items, b > a) << a << ' ' << b;
-            }
+        for (long b = 0; b < rows; ++b) {
+            xml::list list;
+            bool created;
+            list.get(sorted[a][0], created);
+            const xml::item* item = list.get(sorted[b][1], created);
+            EXPECT_EQ(created, a != b) << a << ' ' << b;
+            EXPECT_EQ(item - list.items, b > a) << a << ' ' << b;
+        }
 }
 
 // However many children and attributes come at once, they stand where they are put one by one: the
 // last one is asked first, the others by bisection; a further one goes behind the first equal met.
 TEST(List, OrderIsThatOfAddingOneByOne) {
     seeded_random random;
-    for (int round = 0; round < 2000; ++round) {
-        const unsigned long count = round < 9 ? 61 + random.below(2000) : random.below(100);
+    for (int round = 0; round < 500; ++round) {
+        const unsigned long count = round < 5 ? 61 + random.below(2000) : random.below(100);
         const unsigned long kinds = std::vector<unsigned long>{1, 2, 3, 10, 1000}[random.below(5)];
         std::vector<string> names, expected; // of the same length
         for (unsigned long i = 0; i < count; ++i)
@@ -200,9 +185,8 @@ TEST(List, OrderIsThatOfAddingOneByOne) {
         string children, attributes;
         xml::list added;
         for (unsigned long i = 0; i < count; ++i) {
-            const string shown_as =
-                names[i] + "=" + std::to_string(i); // equal ones can be told apart
-            children += "<" + names[i] + ">" + std::to_string(i) + "</" + names[i] + ">";
+            const string number = std::to_string(i), shown_as = names[i] + "=" + number;
+            children += "<" + names[i] + ">" + number + "</" + names[i] + ">";
             attributes += " " + shown_as;
             added.add(parsed("<r " + shown_as + "/>").attributes.items[0]);
             unsigned long low = 0, end = i;
@@ -214,7 +198,7 @@ TEST(List, OrderIsThatOfAddingOneByOne) {
             expected.insert(expected.begin() + static_cast<long>(low), shown_as);
         }
         xml::item item = parsed("<r" + attributes + ">" + children + "</r>");
-        expand_all(item);
+        item.is_set("");
         for (const xml::list* list : {&item.children, &item.attributes, &added})
             for (unsigned long i = 0; i < count; ++i)
                 ASSERT_EQ(shown(list->items[i]), expected[i]) << i << " of " << count;
@@ -252,39 +236,33 @@ TEST(List, NullAndEmptyValues) {
 
 // --- Looking up ------------------------------------------------------------------------------
 
-TEST(Item, Paths) {
+TEST(Item, PathsChildrenAndSearch) {
     struct {
         const char *text, *section, *key;
         const char* found; // without creating; null for nothing
-        bool created;      // by the creating lookup, the last element
-        const char* saved; // then
+        const char* saved; // when what is not found has been created
     } const rows[] = {
-        {"<r>x</r>", nullptr, "//", "r=x", false, "<r>x</r>"},
-        {"<r/>", "//a b/c\td//", nullptr, nullptr, true, "<r><a><c/></a></r>"},
-        {"<r><SEC k='no'><kEY>1</kEY></SEC></r>", "sec", "KEY", "kEY=1", false,
+        {"<r>x</r>", nullptr, "//", "r=x", "<r>x</r>"},
+        {"<r/>", "//a b/c\td//", nullptr, nullptr, "<r><a><c/></a></r>"},
+        {"<r><SEC k='no'><kEY>1</kEY></SEC></r>", "sec", "KEY", "kEY=1",
          "<r><SEC k=\"no\"><kEY>1</kEY></SEC></r>"},
-        {"<r><s>1</s></r>", "t", "/", nullptr, true, "<r><s>1</s><t/></r>"},
-        {"<r>x<b/></r>", nullptr, "b", nullptr, true, "<r><b/></r>"}, // text first: not parsed
-        {"<r><b/>dropped<a/>text</r>", "a", nullptr, "a", false, "<r><a/><b/></r>"},
-        {"<r><b/></s><c/></r>", "c", nullptr, nullptr, true, "<r><b/><c/></r>"},
-        {"<?xml?><soap:E><soap:B>1</soap:B></soap:E>", "SOAP:e/soap:b", nullptr, "soap:B=1", false,
+        {"<r>x<b/></r>", nullptr, "b", nullptr, "<r><b/></r>"}, // text first: not parsed
+        {"<r><b/>dropped<a/>text</r>", "a", nullptr, "a", "<r><a/><b/></r>"},
+        {"<r><b/></s><c/></r>", "c", nullptr, nullptr, "<r><b/><c/></r>"},
+        {"<?xml?><soap:E><soap:B>1</soap:B></soap:E>", "SOAP:e/soap:b", nullptr, "soap:B=1",
          "<?xml?><soap:E><soap:B>1</soap:B></soap:E></?xml?>"},
     };
     for (const auto& row : rows) {
-        bool created = !row.created;
         xml::item item = parsed(row.text);
-        xml::item* found = item.get(row.section, row.key);
+        xml::item* const found = item.get(row.section, row.key);
         EXPECT_EQ(found ? shown(*found) : "nothing", row.found ? row.found : "nothing") << row.text;
-        xml::item* made = item.get(row.section, row.key, created);
-        EXPECT_TRUE(!found || found == made);
-        EXPECT_EQ(created, row.created) << row.text;
+        bool created = found;
+        xml::item* const made = item.get(row.section, row.key, created);
+        EXPECT_TRUE(created ? !found : found == made) << row.text;
         EXPECT_EQ(saved(item), row.saved);
-        xml::item* const section = item[row.section];
-        EXPECT_EQ((*section)[row.key], made) << row.text;
+        EXPECT_EQ((*item[row.section])[row.key], made) << row.text;
     }
-}
 
-TEST(Item, DirectChildrenAndSearch) {
     xml::item item = parsed("<r><b><x>1</x></b><a><c><x>2</x></c></a><x>3</x></r>");
     EXPECT_TRUE(item.is_set("A/b")); // no path: "a" is asked for
     EXPECT_FALSE(item.is_set("c") || item.is_set(nullptr));
@@ -303,7 +281,6 @@ __attribute__((no_sanitize("undefined"))) void call_through_null() {
     EXPECT_EQ(none->get("a", "b", created), nullptr);
     EXPECT_FALSE(created);
     EXPECT_EQ(none->get("a", "b"), nullptr);
-    EXPECT_EQ(none->get(nullptr, nullptr), nullptr);
     EXPECT_FALSE(none->is_set("a"));
     EXPECT_EQ(none->search("a"), nullptr);
     EXPECT_EQ(none->loadTag(nullptr, nullptr), nullptr);
@@ -330,8 +307,7 @@ TEST(Item, CopiesAreDeepAndShareText) {
         EXPECT_EQ(buffer->refs, 19u);
         copy["a"]->setText("x");
         EXPECT_EQ(shown(copy), "r{v=1}(a=x,c=2)");
-        for (const xml::item* other : {&static_cast<const xml::item&>(root), &assigned})
-            EXPECT_EQ(saved(*other), saved(item));
+        EXPECT_EQ(saved(assigned) + saved(root), saved(item) + saved(item));
     }
     EXPECT_EQ(buffer->refs, 5u);
     item.loadTag(nullptr, nullptr);
@@ -378,16 +354,15 @@ TEST(Item, SourcesWithinThemselves) {
 
 // Copies may share buffers across threads if all is parsed, or if the text is a root's own.
 TEST(Item, CopiesInOtherThreads) {
-    const xml::item pending = parsed("<r><b><c>1</c></b></r>");
     xml::item whole = parsed("<r><b><c>1</c></b></r>");
+    xml::root own[2] = {root_of(whole), root_of(whole)};
     expand_all(whole);
-    xml::root own[2] = {root_of(pending), root_of(pending)};
     string results[2];
     const auto work = [&](int i, const xml::item shared) {
-        own[i].search("c");
         for (int k = 0; k < 200; ++k) {
             xml::root copy = root_of(shared);
             copy["b/c"]->setText("2");
+            own[i].search("c");
             copy.children.add(own[i]);
             results[i] = shown(copy);
         }
@@ -408,7 +383,6 @@ TEST(Writer, ExactTexts) {
     } const rows[] = {
         {"<cfg v=2><a>x</a><b/></cfg>", "a", "<cfg v=\"2\"><a>x</a><b/></cfg>",
          "<cfg v=\"2\">\n <a>\n  x\n </a>\n <b/>\n</cfg>\n"},
-        {"<cfg><k>1</k></cfg>", nullptr, "<cfg><k>1</k></cfg>", "<cfg>\n <k>1</k>\n</cfg>\n"},
         {"<n>a&lt;\n b<n>", nullptr, "<n>a&lt;\n b<n></n>", "<n>\n a&lt;\n b<n>\n</n>\n"},
         {"<n b='' a c='\"' =1/>", nullptr, "<n =\"1\" a b c=\"\"\"/>",
          "<n =\"1\" a b c=\"\"\"/>\n"},
@@ -437,54 +411,44 @@ TEST(Writer, ExactTexts) {
 
 // --- Size ------------------------------------------------------------------------------------
 
-// Deeper than calls could be, and in the time of one scan, not of one for each level: also where
-// tags are read differently from how they are stepped over.
-TEST(Size, Deep) {
-    const std::clock_t start = std::clock(); // of the processor: other programs do not count
+// Deeper than calls could be, more of one kind than could be inserted one by one, and each in the
+// time of a few scans, not of one for every element. The time is that of the processor: other
+// programs do not count.
+TEST(Size, DoesNotExplode) {
+    const auto repeated = [](const string& text, unsigned long count) {
+        string all;
+        for (unsigned long i = 0; i < count; ++i)
+            all += text;
+        return all;
+    };
+    constexpr unsigned long deep = 20000, many = 100000;
+    const std::clock_t start = std::clock();
+    // Also where tags are read differently from how they are stepped over.
     for (const char* tag : {"<a>", "<a '>", "<a><!-- it's -->", "<a '><b \"'\"/>\">"}) {
-        string text, end_tags;
-        for (unsigned long i = 0; i < 50000; ++i) {
-            text += tag;
-            end_tags += "</a>";
-        }
-        xml::item open = parsed(text + "<b>"), closed = parsed(text + end_tags);
+        const string text = repeated(tag, deep);
+        xml::item open = parsed(text + "<b>"), closed = parsed(text + repeated("</a>", deep));
         EXPECT_EQ(closed.search("c"), nullptr) << tag;
         EXPECT_NE(open.search("b"), nullptr) << tag;
         EXPECT_FALSE(saved(closed).empty());
         EXPECT_EQ(root_of(open).search("c"), nullptr);
     }
-    EXPECT_LT(std::clock() - start, 60 * CLOCKS_PER_SEC); // one of them would take an hour
-}
 
-TEST(Size, ManySiblingsReadOneByOne) {
-    string text;
-    for (int i = 0; i < 1000000; ++i)
-        text += "<a>1</a>";
+    const string text = repeated("<a>1</a>", 300000);
     xml::buffer* const buffer = xml::buffer::create(text.data(), text.size());
-    const std::clock_t start = std::clock();
     xml::item item;
     for (char* at = buffer->text(); *at != 0;)
         at = item.loadTag(buffer, at);
-    EXPECT_LT(std::clock() - start, 20 * CLOCKS_PER_SEC); // with a look at the rest each, a minute
     buffer->release();
-}
 
-// One insertion after the other would move some 10^12 bytes.
-TEST(Size, ManyChildrenAndAttributes) {
-    constexpr unsigned long many = 200000;
     string children, attributes;
     for (unsigned long i = 0; i < many; ++i) {
         const string name = "n" + std::to_string(many + i * 7919 % many);
         children += "<" + name + "/>";
         attributes += " " + name;
     }
-    const std::clock_t start = std::clock();
-    xml::item item = parsed("<r" + attributes + ">" + children + "</r>");
-    item.is_set("n0");
-    EXPECT_LT(std::clock() - start, 60 * CLOCKS_PER_SEC); // it took minutes
-    for (const xml::list* list : {&item.children, &item.attributes})
-        for (unsigned long i = 0; i < many; ++i)
-            ASSERT_EQ(name_of(list->items[i]), "n" + std::to_string(many + i));
+    item = parsed("<r" + attributes + ">" + children + "</r>");
+    EXPECT_TRUE(item.is_set(("n" + std::to_string(many)).c_str()));
+    EXPECT_LT(std::clock() - start, 10 * CLOCKS_PER_SEC);
 }
 
 } // namespace

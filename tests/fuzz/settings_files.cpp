@@ -10,7 +10,6 @@
 
 #include <sys/mman.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -20,21 +19,20 @@ unsigned char key[] = "a key text of which 32 bytes count";
 
 // What the file format says of deciphering: the blocks are chained by a cipher in CBC mode, and the
 // first byte of each tells how many follow.
-std::string decipher(const bin_t& bytes) {
-    const int length = static_cast<int>(bytes.length() / 16 * 16);
-    std::vector<char> blocks(bytes.length() + 16);
-    const auto of = [](const char* text) { return reinterpret_cast<const unsigned char*>(text); };
+std::string decipher(std::string bytes) {
+    bytes.resize(bytes.size() / 16 * 16);
+    std::string blocks(bytes.size() + 16, '\0');
+    const auto raw = [](std::string& of) { return reinterpret_cast<unsigned char*>(of.data()); };
+    const unsigned char zeros[16] = {};
     EVP_CIPHER_CTX* const context = EVP_CIPHER_CTX_new();
-    EVP_DecryptInit_ex(context, EVP_aes_256_cbc(), nullptr, key, of(std::string(16, 0).c_str()));
+    EVP_DecryptInit_ex(context, EVP_aes_256_cbc(), nullptr, key, zeros);
     EVP_CIPHER_CTX_set_padding(context, 0);
     int written = 0;
-    EVP_DecryptUpdate(context, reinterpret_cast<unsigned char*>(blocks.data()), &written,
-                      of(bytes.data()), length);
+    EVP_DecryptUpdate(context, raw(blocks), &written, raw(bytes), static_cast<int>(bytes.size()));
     EVP_CIPHER_CTX_free(context);
-    require(written == length, "all blocks are deciphered");
     std::string plain;
-    for (const char* block = blocks.data(); block < blocks.data() + length; block += 16)
-        plain.append(block + 1, *of(block) <= 15 ? *of(block) : 0);
+    for (std::size_t at = 0; at < bytes.size(); at += 16)
+        plain.append(blocks, at + 1, raw(blocks)[at] <= 15 ? raw(blocks)[at] : 0);
     return plain;
 }
 
@@ -50,13 +48,13 @@ std::string text_of(xml::item& document) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::input in(data, size);
     const unsigned how = in.byte();
-    const std::string rest = in.rest();
+    const std::string rest = in.take(size);
     bin_t bytes(rest.data(), rest.size());
     if (how % 2 != 0)
         bytes = ORV::aes::encrypt(bytes, key, 256);
     if (how > 1 && !bytes.empty())
         bytes[bytes.length() * (how / 2) / 128] = 'x';
-    const std::string plain = decipher(bytes);
+    const std::string plain = decipher({bytes.data(), bytes.length()});
     const bool is_ours = plain.compare(0, 3, "ORV") == 0;
     static const int file = memfd_create("settings", 0);
     require(ftruncate(file, 0) == 0 && pwrite(file, bytes.data(), bytes.length(), 0) >= 0,
@@ -71,11 +69,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (is_ours)
         expected.load(plain.c_str() + 3, plain.size() - 3);
     store.changed = true;
-    const bool loaded = store.readV();
-    const bool still_changed = store.changed;
+    require(store.readV() == (!bytes.empty() && expected.is_set(ORV::sconfig::marker)),
+            "the result");
+    require(store.changed != is_ours, "a load clears the changed flag");
     store.changed = false; // or it would be saved
-    require(still_changed != is_ours, "a load clears the changed flag");
-    require(loaded == (!bytes.empty() && expected.is_set(ORV::sconfig::marker)), "the result");
     require(text_of(store.doc) == text_of(expected), "the document");
     return 0;
 }

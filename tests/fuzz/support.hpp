@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -29,44 +28,24 @@ inline void require(bool holds, const char* what) {
 class input {
 public:
     input(const std::uint8_t* data, std::size_t size)
-        : at_(reinterpret_cast<const char*>(data)), left_(size) {}
+        : left_(reinterpret_cast<const char*>(data), size) {}
 
-    bool empty() const { return left_ == 0; }
-    unsigned char byte() { return static_cast<unsigned char>(take(1).c_str()[0]); }
-    unsigned below(unsigned count) { return byte() % count; }
-    int integer() {
-        int value = 0;
-        const std::string bytes = take(sizeof value);
-        std::memcpy(&value, bytes.data(), bytes.size());
-        return value;
-    }
+    bool empty() const { return left_.empty(); }
+    unsigned byte() { return static_cast<unsigned char>(*take(1).c_str()); }
     // Up to the next NUL, which is stepped over.
     std::string text() {
-        const std::string bytes = take(empty() ? 0 : strnlen(at_, left_));
+        const std::string bytes = take(std::strlen(left_.c_str()));
         byte();
         return bytes;
     }
     std::string take(std::size_t count) {
-        const std::string bytes(at_, count < left_ ? count : left_);
-        at_ += bytes.size();
-        left_ -= bytes.size();
+        const std::string bytes = left_.substr(0, count);
+        left_.erase(0, count);
         return bytes;
     }
-    std::string rest() { return take(left_); }
 
 private:
-    const char* at_;
-    std::size_t left_;
-};
-
-// A text that may be null: in the input, null is a byte 1 in front of the NUL.
-class optional_text {
-public:
-    explicit optional_text(input& from) : text_(from.text()) {}
-    const char* get() const { return text_ == "\1" ? nullptr : text_.c_str(); }
-
-private:
-    std::string text_;
+    std::string left_;
 };
 
 } // namespace fuzz

@@ -9,7 +9,13 @@
 
 class seeded_random {
 public:
-    seeded_random() : engine_(seed()) {}
+    seeded_random() {
+        const char* const given = std::getenv("ORV_TEST_SEED");
+        const unsigned long seed =
+            given ? std::strtoul(given, nullptr, 10) : std::random_device()();
+        std::printf("ORV_TEST_SEED=%lu\n", seed);
+        engine_.seed(seed);
+    }
 
     unsigned long next() { return engine_(); }
     // From 0 to `limit` - 1.
@@ -30,13 +36,5 @@ public:
     }
 
 private:
-    static unsigned long seed() {
-        const char* given = std::getenv("ORV_TEST_SEED");
-        const unsigned long seed =
-            given ? std::strtoul(given, nullptr, 10) : std::random_device()();
-        std::printf("ORV_TEST_SEED=%lu\n", seed);
-        return seed;
-    }
-
     std::mt19937_64 engine_;
 };
