@@ -93,7 +93,8 @@ TEST(Bin, RoomAndZeros) {
     b.add('\1'); // 256 > 255 + 1 fails
     EXPECT_EQ(b.capacity(), 383u);
     EXPECT_EQ(b[0] + b[254], 1);
-    EXPECT_EQ(bin_t("\1\0\3", 3).reverse(), bin_t("\3\0\1", 3));
+    b = bin_t("\1\0\3", 3);
+    EXPECT_EQ(b.reverse(), bin_t("\3\0\1", 3));
     EXPECT_NE(bin_t("\3", 1), bin_t("\3\0", 2));
 }
 
