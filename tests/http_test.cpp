@@ -14,30 +14,17 @@
 #include <csignal>
 #include <filesystem>
 #include <malloc.h>
-#include <netdb.h>
-#include <poll.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/time.h>
-#include <sys/times.h>
 #include <unistd.h>
-
-// The clock of the budgets, which a script may put forward.
-std::atomic<long> hours_gone{0};
-
-extern "C" ORV_API clock_t times(tms*) noexcept {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (now.tv_sec + 3600 * hours_gone) * 100 + now.tv_nsec / 10000000;
-}
 
 namespace {
 
 using support::peer;
 using support::scripted_server;
-using support::trace_recorder;
 using script = scripted_server::script;
-using milliseconds = std::chrono::duration<double, std::milli>;
-
 const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n<a/>";
 const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: ";
 const std::string not_received = "Can't recv data from  server 127.0.0.1";
@@ -45,12 +32,11 @@ const std::string not_sent = "Can't send data to server 127.0.0.1";
 constexpr int plenty = 20000; // milliseconds, for what is going to be answered
 
 // What a connection does before it is closed.
-script answers(const std::string& reply, bool stalls = false) {
-    return [reply, stalls](peer& client) {
+script answers(const std::string& reply, int waits = 0) {
+    return [reply, waits](peer& client) {
         client.read_request();
         client.send(reply);
-        if (stalls)
-            client.wait(-1);
+        client.wait(waits);
     };
 }
 void stalls(peer& client) { client.wait(-1); }
@@ -59,9 +45,9 @@ void reads_slowly(peer& client) {
     client.send(ok);
 }
 void resets(peer& client) {
-    client.buffer_little();
-    client.read(1000);
-    client.reset();
+    client.set(SOL_SOCKET, SO_RCVBUF, 1 << 16); // no more than that is sent before
+    client.read_some(1000);
+    client.set(SOL_SOCKET, SO_LINGER, linger{1, 0});
 }
 
 std::string saved(const xml::item& document) {
@@ -79,22 +65,42 @@ std::string make_big() {
 }
 const std::string big = make_big();
 
+// How many milliseconds it takes at best; the machine may be busy.
+template <class Action>
+double best_of(int times, Action act) {
+    double best = 1e9;
+    for (int i = 0; i < times; ++i) {
+        const auto start = std::chrono::steady_clock::now();
+        act();
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        best = std::min(best, 1000 * took.count());
+    }
+    return best;
+}
+
 // One call with its documents.
 struct call {
     explicit call(unsigned long size = 0) { body.setText(big.substr(0, size).c_str()); }
     int post(const std::string& url, int budget = plenty) {
-        const auto start = std::chrono::steady_clock::now();
-        const int result = ORV::http::request(url.c_str(), header, body, reply_header, reply_body,
-                                              error, budget / 10);
-        elapsed = std::chrono::steady_clock::now() - start;
+        int result = 0;
+        elapsed = best_of(1, [&] {
+            result = ORV::http::request(url.c_str(), header, body, reply_header, reply_body, error,
+                                        budget / 10);
+        });
         return result;
     }
     xml::root header{"header"}, body{"soap:Envelope"}, reply_header{"reply"}, reply_body;
     str_t error;
-    milliseconds elapsed;
+    double elapsed = 0; // milliseconds
 };
 
 std::string loopback(unsigned short port) { return "127.0.0.1:" + std::to_string(port); }
+
+long times_traced(const std::string& format) {
+    const std::vector<traced> traces = take_traces();
+    return std::count_if(traces.begin(), traces.end(),
+                         [&](const traced& line) { return line.format == format; });
+}
 
 // ---- URLs
 
@@ -108,13 +114,11 @@ TEST(Url, Splitting) {
         {"http://a:1:2/x", "http a 1 /x"},
         {"http://:81:82/", "http :81 82 /"}, // the first character of the host is not examined
         {"http://h:/x", "http h 0 /"},       // nor is that of the port
-        {":81", "http localhost 81 /"},
         {"http:///x/y", "http /x 80 /y"},
         {"http:/", "http localhost 80 /"}, // the host mark lies behind the end
         {"//h/x", "http localhost 80 //h/x"},
-        {"h: +7x", "http h 7 /"},
-        {"h:4294967376", "http h 80 /"}, // 2^32 + 80
-        {nullptr, "http h 80 /"},        // leaves all as it was
+        {":4294967377x", "http localhost 81 /"}, // 2^32 + 81
+        {nullptr, "http localhost 81 /"},        // leaves all as it was
     };
     stream<0> scheme, host, path;
     long port = -1;
@@ -134,40 +138,36 @@ std::string replaced(std::string text, const std::string& from, const std::strin
     return text;
 }
 
-// What the server receives, with PORT for its port.
+// What the server receives, with PORT for its port; both times, as it breaks off its first reply.
 std::string posted(call& c, const std::string& path) {
-    scripted_server server({answers(ok)});
+    scripted_server server({answers(head + "9\r\nX-First: 1\r\n\r\n<"), answers(ok)});
     EXPECT_EQ(c.post(server.url(path)), 1) << c.error.c_str();
-    return replaced(server.stop().at(0), ":" + std::to_string(server.port()) + "\r", ":PORT\r");
+    EXPECT_EQ(saved(c.reply_header), "<reply><Code>200</Code><Content-Length>4</Content-Length>"
+                                     "<Status>200 OK</Status></reply>");
+    const std::vector<std::string> requests = server.stop();
+    EXPECT_EQ(requests.at(0), requests.at(1));
+    return replaced(requests[0], ":" + std::to_string(server.port()) + "\r", ":PORT\r");
 }
 
-// The example of the page on the transport, between lines of three backquotes.
-std::string documented_request() {
+// The example stands on the page between lines of three backquotes.
+TEST(Request, IsTheDocumentedExample) {
     const std::string page = read_file(ORV_SOURCE_DIR "/docs/transport.md"), mark = "```request\n";
     const auto begin = page.find(mark) + mark.size();
-    return replaced(page.substr(begin, page.find("\n```", begin) - begin), "\n", "\r\n");
-}
-
-TEST(Request, IsTheDocumentedExample) {
+    const std::string example = page.substr(begin, page.find("\n```", begin) - begin);
     call c;
     c.header["SOAPAction"]->setText("\"urn:add\"");
     c.body["soap:Body/add/a"]->setText("2");
     c.body["soap:Body/add/b"]->setText("3");
-    EXPECT_EQ(posted(c, "/calculator"),
-              replaced(documented_request(), "calculator.example:8080", "127.0.0.1:PORT"));
-    EXPECT_EQ(saved(c.reply_header) + saved(c.reply_body),
-              "<reply><Code>200</Code><Content-Length>4</Content-Length><Status>200 OK</Status>"
-              "</reply><a/>");
+    EXPECT_EQ(replaced(posted(c, "/calculator"), "127.0.0.1:PORT", "calculator.example:8080"),
+              replaced(example, "\n", "\r\n"));
 }
 
 TEST(Request, LinesGoOutAsTheyStandAndServeAgain) {
     call c;
     c.header["user-agent"]->setText("mine"); // no second one
-    c.header["error"]->setText("of an earlier call");
     c.header["X-Two"]->setText("a\r\nX-Injected: b");
     c.header["X-Two"]->name = "X-Two=2";     // it ends at its delimiter
     c.header["Pragma/nested"]->setText("x"); // there, without a text of its own
-    c.header["HOST/child"]->setText("removed with the text");
     c.header["content-length"]->setText("99");
     bool created;
     c.header.get("Accept", nullptr, created)->value = nullptr;
@@ -178,15 +178,13 @@ TEST(Request, LinesGoOutAsTheyStandAndServeAgain) {
                             "Connection: keep-alive\r\n"
                             "content-length: 0\r\n"
                             "Content-Type: text/xml; charset=UTF-8\r\n"
-                            "error: of an earlier call\r\n"
                             "HOST: 127.0.0.1:PORT\r\n"
                             "Pragma: \r\n"
                             "SOAPAction: \"\"\r\n"
                             "user-agent: mine\r\n"
                             "X-Two: a\r\nX-Injected: b\r\n\r\n";
-    EXPECT_EQ(posted(c, "/p q?r"), expected);
-    EXPECT_EQ(posted(c, "/p q?r"), expected);
-    EXPECT_EQ(c.header.get("HOST", nullptr)->children.count, 0u);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(posted(c, "/p q?r"), expected);
 }
 
 // ---- How exchanges go
@@ -212,20 +210,17 @@ double post_to(const exchange& row) {
     c.error = "old";
     c.reply_body["old"]->setText("");
     scripted_server server(row.scripts);
-    const trace_recorder trace;
+    take_traces();
     EXPECT_EQ(c.post(server.url(), row.budget), row.result);
     const std::string error = c.error.c_str();
-    EXPECT_EQ(row.error == send_failed ? error.substr(0, row.error.size()) : error, row.error);
+    EXPECT_EQ(row.error == send_failed ? error.substr(0, send_failed.size()) : error, row.error);
     EXPECT_EQ(c.reply_body.is_set("old"), row.result == 0);
     if (row.result == 1) { // all has arrived, and in few pieces
         const std::string last = server.stop().back(), body = saved(c.body);
         EXPECT_EQ(last.substr(last.size() - body.size()), body);
-        long sends = 0;
-        for (const traced& line : take_traces())
-            sends += line.format == "Was sent %d bytes\n";
-        EXPECT_LE(sends, 2 + (row.envelope >> 15));
+        EXPECT_LE(times_traced("Was sent %d bytes\n"), 2 + static_cast<long>(row.envelope >> 15));
     }
-    return c.elapsed.count();
+    return c.elapsed;
 }
 
 TEST(Exchange, ByEveryKindOfServer) {
@@ -234,41 +229,18 @@ TEST(Exchange, ByEveryKindOfServer) {
         while (client.send(big)) {
         }
     };
-    // The deadline counts between two calls into the system, though there is more to come.
-    const script too_late_to_send = [](peer& client) {
-        client.buffer_little();
-        client.read(1000);
-        ++hours_gone;
-        client.read_request();
-        client.send(ok);
-    };
-    const script too_late_to_receive = [](peer& client) {
-        client.read_request();
-        ++hours_gone;
-        client.send(head + "1\r\n\r\n");
-        client.wait(20);
-        client.send("x");
-    };
-    const std::string with_nul = head + "4\r\n\r\n<a" + '\0' + ">";
     const std::string long_reply = head + std::to_string(big.size()) + "\r\n\r\n" + big;
     const exchange rows[] = {
-        {"answers at last", plenty, {answers(head + "9\r\n\r\n"), answers(ok)}, 1, "200 OK"},
         {"answers at length", plenty, {answers(long_reply)}, 1, "200 OK"},
         {"reads at once, 10 MB", plenty, {answers(ok)}, 1, "200 OK", 10 << 20},
         {"reads slowly, 60 KB", plenty, {reads_slowly}, 1, "200 OK", 60000},
         {"reads slowly, 1 MB", 100, {reads_slowly}, 0, "old", 1 << 20},
-        {"reads slowly, 10 MB", 100, {reads_slowly}, 0, "old", 10 << 20},
         {"never reads, 60 KB", 100, {stalls}, 0, "old", 60000},
         {"never reads, 10 MB", 100, {stalls}, 0, "old", 10 << 20},
         {"resets, 10 MB", 100, {resets}, 0, send_failed, 10 << 20},
-        {"closes in the head", 100, {answers("HTTP/1.1 200 OK\r\n")}, 0, not_received},
         {"closes, then stalls", 100, {answers(""), stalls}, 0, not_received},
-        {"stalls in the body", 100, {answers(head + "5\r\n\r\n<a/>", true)}, 0, "old"},
-        {"announces -1", 100, {answers(head + "-1\r\n\r\n", true)}, 0, "old"},
-        {"sends a NUL in the body", 100, {answers(with_nul, true)}, 0, "old"},
+        {"stalls in the body", 100, {answers(head + "5\r\n\r\n<a/>", -1)}, 0, "old"},
         {"never ends the head", 100, {never_ends}, 0, "old"},
-        {"too late to send", plenty, {too_late_to_send}, 0, "old", 10 << 20},
-        {"too late to receive", plenty, {too_late_to_receive}, 0, "old"},
     };
     const long open_before = open_files();
     for (const exchange& row : rows) {
@@ -278,21 +250,18 @@ TEST(Exchange, ByEveryKindOfServer) {
         for (int again = 0; again < 4 && time > most; ++again)
             time = post_to(row); // the machine may have been busy
         EXPECT_LE(time, most);
-        if (row.budget != plenty) {
-            EXPECT_GE(time, row.budget - 20); // a tick is 10 ms
-        }
+        EXPECT_GE(time, row.budget == plenty ? 0 : row.budget - 20); // a tick is 10 ms
     }
     EXPECT_EQ(open_files(), open_before);
 }
 
 TEST(Exchange, WithoutAConnection) {
-    unsigned short refuses, full, listens;
-    const int sockets[] = {support::bind_loopback(refuses), support::bind_loopback(full),
-                           support::bind_loopback(listens)};
-    support::require(listen(sockets[1], 0) == 0 && listen(sockets[2], 9) == 0, "listen");
+    unsigned short refuses, full;
+    const int nobody = support::bind_loopback(refuses), busy = support::bind_loopback(full);
+    support::require(listen(busy, 0) == 0, "listen");
     for (int i = 0; i < 4; ++i) // more than may wait to be accepted
         support::connect_loopback(full, SOCK_NONBLOCK);
-    const std::string port = ":" + std::to_string(listens);
+    const std::string port = ":" + std::to_string(refuses); // is not even tried
     const std::string no_name = "Can't resolve server name ", none = "no connection";
     rlimit files;
     getrlimit(RLIMIT_NOFILE, &files);
@@ -303,15 +272,14 @@ TEST(Exchange, WithoutAConnection) {
         bool files = true;
     } rows[] = {
         {"", plenty, -1, "old"},
-        {"Any" + port, plenty, 0, no_name + "Any"}, // it is not tried again
-        {"http://aNY" + port, plenty, 0, no_name + "aNY"},
+        {"Any" + port, plenty, 0, no_name + "Any"},
         {"0.0.0.0" + port, plenty, 0, no_name + "0.0.0.0"},
         {"0" + port, plenty, 0, no_name + "0"},
         {"http://:any" + port, plenty, 0, no_name + ":any"},
         {"a..b" + port, plenty, 0, no_name + "a..b"},
-        {loopback(listens), 0, 0, "old"},
-        {loopback(listens), -1000, 0, not_sent},
-        {loopback(listens), plenty, 0, not_sent, false}, // there is no socket to be had
+        {loopback(refuses), 0, 0, "old"},
+        {loopback(refuses), -1000, 0, not_sent},
+        {loopback(refuses), plenty, 0, not_sent, false}, // there is no socket to be had
         {loopback(refuses), 250, 0, none},
         {loopback(full), 500, 0, none},   // and not until the system gives up
         {"255.255.255.255", 50, 0, none}, // an address, if one that cannot be reached
@@ -329,59 +297,40 @@ TEST(Exchange, WithoutAConnection) {
             error.find("3. ") == error.rfind("3. ")) // once, not once for each attempt
             error = none;
         EXPECT_EQ(error, row.error);
-        EXPECT_GE(c.elapsed.count(), row.error == none ? row.budget - 20 : 0) << row.url;
-        EXPECT_LE(c.elapsed.count(), row.error == none ? row.budget + 600 : plenty / 2) << row.url;
+        EXPECT_GE(c.elapsed, row.error == none ? row.budget - 20 : 0) << row.url;
+        EXPECT_LE(c.elapsed, row.error == none ? row.budget + 1500 : plenty / 2) << row.url;
         if (row.result == -1) {
             EXPECT_EQ(saved(c.reply_header), "<reply><error>Invalid URL:</error></reply>");
             EXPECT_EQ(saved(c.header), "<header/>"); // no defaults yet
         }
     }
     EXPECT_EQ(open_files(), open_before);
-    pollfd watched{sockets[2], POLLIN, 0};
-    EXPECT_EQ(poll(&watched, 1, 0), 0); // where there is no attempt, nobody has come
-    for (int file : sockets)
-        close(file);
+    close(nobody);
+    close(busy);
 }
 
 // A message goes out whole, and no piece of it waits for an acknowledgement that the peer delays by
 // 40 ms. Compared with one `send` on a bare socket.
 TEST(Exchange, DoesNotWaitForAcknowledgements) {
     scripted_server server({[](peer& client) {
-        client.delay_acknowledgements();
+        client.set(IPPROTO_TCP, TCP_QUICKACK, 0);
         client.read_request();
         client.send(ok);
     }});
-    const auto best = [](const std::vector<double>& all) {
-        return *std::min_element(all.begin(), all.end()); // the machine may be busy
-    };
     for (unsigned long size : {60000, 300000}) {
-        std::vector<double> ours, plain; // milliseconds
         const std::string message =
             "\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n" + big.substr(0, size);
-        for (int i = 0; i < 9; ++i) {
-            call c(size);
-            EXPECT_EQ(c.post(server.url()), 1);
-            ours.push_back(c.elapsed.count());
-            const auto start = std::chrono::steady_clock::now();
+        const double plain = best_of(9, [&] {
             const int made = support::connect_loopback(server.port());
             send(made, message.data(), message.size(), 0);
             char reply;
             EXPECT_EQ(recv(made, &reply, 1, 0), 1);
             close(made);
-            plain.push_back(milliseconds(std::chrono::steady_clock::now() - start).count());
-        }
-        EXPECT_LE(best(ours), 1.2 * best(plain) + 30) << size;
+        });
+        EXPECT_LE(best_of(9, [&] { EXPECT_EQ(call(size).post(server.url()), 1); }),
+                  1.2 * plain + 30)
+            << size;
     }
-}
-
-TEST(Exchange, ASecondAttemptSendsTheSameAndForgetsTheFirst) {
-    scripted_server server({answers("HTTP/1.1 200 OK\r\nX-First: 1\r\nContent-Length: 9\r\n\r\n<"),
-                            answers("X-Second: 2\r\n\r\n")});
-    call c;
-    c.reply_header["dropped"]->setText("1");
-    EXPECT_EQ(c.post(server.url()), 0);
-    EXPECT_EQ(saved(c.reply_header), "<reply><Status/><X-Second>2</X-Second></reply>");
-    EXPECT_EQ(server.stop().at(0), server.stop().at(1));
 }
 
 // ---- Trace lines
@@ -403,20 +352,17 @@ TEST(Trace, OfEachStep) {
     const std::string url = "URL %s\n";
     const std::string before = url + "Send header:\n%s\nSend request:\n%s\nTime %d < %d";
     const std::string attempt = "Set options to connect\nTry to connect\n";
-    const std::string sent = "Try to send\nWas sent %d bytes\n";
+    const std::string sent = "Try to send\nWas sent %d bytes\nTry to recv\n";
     const std::string success =
-        attempt + sent + "Try to recv\nWas recv %d bytes\nRecv header:\n%s\nRecv request:\n%s\n";
+        attempt + sent + "Was recv %d bytes\nRecv header:\n%s\nRecv request:\n%s\n";
     unsigned short refusing;
     const int nobody = support::bind_loopback(refusing);
     scripted_server at_last({answers(""), answers(ok)});
-    // A name is looked up, unless this system does not know it.
-    const std::string named = gethostbyname("localhost") ? "http://localhost" : "127.0.0.1";
-    const trace_recorder trace;
     EXPECT_EQ(traces(""), url);
     EXPECT_EQ(traces("Any"), before + attempt + "Can't resolve server name %s");
     EXPECT_EQ(traces(loopback(refusing), 50), before + attempt + "Can't connect to server %s");
-    EXPECT_EQ(traces(named + ":" + std::to_string(at_last.port())),
-              before + attempt + sent + "Try to recv\nCan't recv %d\n" + success);
+    EXPECT_EQ(traces("http://localhost:" + std::to_string(at_last.port())),
+              before + attempt + sent + "Can't recv %d\n" + success);
     close(nobody);
 
     xml::root both("one");
@@ -434,11 +380,9 @@ void count_signal(int) { ++signals_seen; }
 // Four threads at once, each with a server that hangs up on it in the middle of the message.
 TEST(Signals, AServerThatHangsUpRaisesNone) {
     const script hangs_up = [](peer& client) { // so that the next send raises the signal
-        client.buffer_little();
-        client.read(1000);
-        client.half_close();
+        resets(client);
+        shutdown(client.socket, SHUT_WR);
         client.wait(5); // the end is to be there before the reset
-        client.reset();
     };
     const struct {
         void (*handler)(int);
@@ -446,8 +390,8 @@ TEST(Signals, AServerThatHangsUpRaisesNone) {
         int seen;
     } rows[] = {
         {SIG_DFL, false, false, false, 0},      {SIG_IGN, false, false, false, 0},
-        {count_signal, false, false, false, 0}, {count_signal, true, true, false, 4},
-        {count_signal, true, false, true, 1},   {count_signal, true, true, true, 5},
+        {count_signal, true, true, false, 4},   {count_signal, true, false, true, 1},
+        {count_signal, false, false, false, 0},
     };
     sigset_t pipe;
     sigemptyset(&pipe);
@@ -458,7 +402,7 @@ TEST(Signals, AServerThatHangsUpRaisesNone) {
         pthread_sigmask(row.blocked ? SIG_BLOCK : SIG_UNBLOCK, &pipe, nullptr);
         if (row.for_process)
             kill(getpid(), SIGPIPE);
-        const trace_recorder trace;
+        take_traces();
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([&] {
@@ -474,7 +418,7 @@ TEST(Signals, AServerThatHangsUpRaisesNone) {
         }
         for (std::thread& one : threads)
             one.join();
-        EXPECT_EQ(trace.sum("Can't send %d\n"), -4);
+        EXPECT_EQ(times_traced("Can't send %d\n"), 4);
         EXPECT_EQ(signals_seen, row.seen) << row.blocked << row.for_thread << row.for_process;
         EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), row.handler);
     }
@@ -490,33 +434,32 @@ TEST(Signals, AtAnyTime) {
     scripted_server server({reads_slowly});
     unsigned short refusing;
     const int nobody = support::bind_loopback(refusing);
-    const trace_recorder trace;
     const itimerval often{{0, 1000}, {0, 1000}}, never{};
     setitimer(ITIMER_REAL, &often, nullptr);
-    const int answered = call(60000).post(server.url());
-    const std::string formats = traces(loopback(refusing), 250);
+    EXPECT_EQ(call(60000).post(server.url()), 1);
+    take_traces();
+    EXPECT_EQ(call().post(loopback(refusing), 250), 0);
     setitimer(ITIMER_REAL, &never, nullptr);
     close(nobody);
-    EXPECT_EQ(answered, 1);
+    EXPECT_LE(times_traced("Try to connect\n"), 4); // 100 ms from each to the next
     EXPECT_GT(signals_seen, 10);
-    EXPECT_LE(formats.size(), 310u); // at most four attempts, 100 ms from each to the next
     EXPECT_EQ(server.stop().size(), 1u);
 }
 
 // What the streams keep depends on what was sent and received, not on how often it was tried, nor
 // on what a server announces. (The sanitizers have an allocator of their own, which tells nothing.)
 TEST(Memory, OfFailedAttempts) {
-    const auto in_use = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
-    for (const std::string& reply :
-         {head + "-1\r\n\r\n<a>", head + "2000000000\r\n\r\n" + std::string(1000, 'x')}) {
-        scripted_server server({answers(reply)});
-        call c;
-        c.post(server.url(), 90);
-        const auto before = in_use();
-        c.post(server.url(), 300); // some hundred attempts
-        EXPECT_LT(in_use(), before + 40000);
-        EXPECT_GT(server.stop().size(), 1u);
-    }
+    const auto in_use = [] {
+        take_traces();
+        return mallinfo2().uordblks + mallinfo2().hblkhd;
+    };
+    scripted_server server({answers(head + "2000000000\r\n\r\n" + std::string(1000, 'x'))});
+    call c;
+    c.post(server.url(), 90);
+    const auto before = in_use();
+    c.post(server.url(), 300);                 // some hundred attempts, each with a block of 6 KB
+    EXPECT_LT(in_use(), before + (200 << 10)); // the server records a hundred requests
+    EXPECT_GT(server.stop().size(), 1u);
 }
 
 } // namespace

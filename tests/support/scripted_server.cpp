@@ -1,40 +1,74 @@
 #include "scripted_server.hpp"
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <cstdio>
+#include <cstdlib>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <unistd.h>
 
 namespace support {
 
-peer::~peer() { close(socket_); }
+namespace {
 
-bool peer::ready(short events) {
-    pollfd watched[] = {{socket_, events, 0}, {stop_, POLLIN, 0}};
-    return poll(watched, 2, -1) > 0 && watched[1].revents == 0;
+// False if the server is to stop.
+bool ready(int socket, short events, int stop) {
+    pollfd watched[] = {{stop, POLLIN, 0}, {socket, events, 0}};
+    return poll(watched, 2, -1) > 0 && watched[0].revents == 0;
+}
+
+sockaddr_in loopback_address(unsigned short port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+} // namespace
+
+void require(bool works, const char* what) {
+    if (!works) {
+        std::perror(what);
+        std::abort();
+    }
+}
+
+int bind_loopback(unsigned short& port) {
+    const int made = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = loopback_address(0);
+    socklen_t size = sizeof address;
+    const auto generic = reinterpret_cast<sockaddr*>(&address);
+    require(bind(made, generic, size) == 0 && getsockname(made, generic, &size) == 0, "bind");
+    port = ntohs(address.sin_port);
+    return made;
+}
+
+int connect_loopback(unsigned short port, int kind) {
+    const int made = socket(AF_INET, SOCK_STREAM | kind, 0);
+    const sockaddr_in address = loopback_address(port);
+    const auto generic = reinterpret_cast<const sockaddr*>(&address);
+    require(connect(made, generic, sizeof address) == 0 || kind == SOCK_NONBLOCK, "connect");
+    return made;
 }
 
 bool peer::read_some(unsigned long at_most) {
     char bytes[65536];
-    const long got = ready(POLLIN) ? recv(socket_, bytes, std::min(at_most, sizeof bytes), 0) : 0;
-    received_.append(bytes, static_cast<unsigned long>(std::max(got, 0l)));
+    const bool there = ready(socket, POLLIN, stop);
+    const long got = there ? recv(socket, bytes, std::min(at_most, sizeof bytes), 0) : 0;
+    received.append(bytes, static_cast<unsigned long>(std::max(got, 0l)));
     return got > 0;
-}
-
-void peer::read(unsigned long count) {
-    const unsigned long wanted = received_.size() + count;
-    while (received_.size() < wanted && read_some(wanted - received_.size())) {
-    }
 }
 
 void peer::read_request(unsigned long at_once, int pause) {
     unsigned long head, wanted = -1ul;
-    while (received_.size() < wanted && read_some(std::min(at_once, wanted - received_.size()))) {
-        if (wanted == -1ul && (head = received_.find("\r\n\r\n")) != std::string::npos) {
-            const unsigned long length = received_.find("\r\nContent-Length: ");
+    while (received.size() < wanted && read_some(std::min(at_once, wanted - received.size()))) {
+        if (wanted == -1ul && (head = received.find("\r\n\r\n")) != std::string::npos) {
+            const unsigned long length = received.find("\r\nContent-Length: ");
             wanted = head + 4;
             if (length < head)
-                wanted += std::strtoul(received_.c_str() + length + 18, nullptr, 10);
+                wanted += std::strtoul(received.c_str() + length + 18, nullptr, 10);
         }
         if (pause != 0)
             wait(pause);
@@ -43,10 +77,10 @@ void peer::read_request(unsigned long at_once, int pause) {
 
 bool peer::send(const std::string& bytes) {
     for (unsigned long at = 0; at < bytes.size();) {
-        if (!ready(POLLOUT))
+        if (!ready(socket, POLLOUT, stop))
             return false;
         const long sent =
-            ::send(socket_, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL | MSG_DONTWAIT);
+            ::send(socket, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent <= 0)
             return false;
         at += static_cast<unsigned long>(sent);
@@ -55,25 +89,8 @@ bool peer::send(const std::string& bytes) {
 }
 
 void peer::wait(int milliseconds) {
-    pollfd watched{stop_, POLLIN, 0};
+    pollfd watched{stop, POLLIN, 0};
     poll(&watched, 1, milliseconds);
-}
-
-void peer::half_close() { shutdown(socket_, SHUT_WR); }
-
-void peer::reset() {
-    const linger at_once{1, 0};
-    setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-}
-
-void peer::buffer_little() {
-    const int room = 1 << 16;
-    setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-}
-
-void peer::delay_acknowledgements() {
-    const int at_once = 0;
-    setsockopt(socket_, IPPROTO_TCP, TCP_QUICKACK, &at_once, sizeof at_once);
 }
 
 scripted_server::scripted_server(std::vector<script> scripts)
@@ -106,15 +123,12 @@ void scripted_server::serve() {
         poll(watched, 2, -1);
         if (watched[0].revents == 0) // a client who is there already counts
             return;
-        const int accepted = accept(listener_, nullptr, nullptr);
-        if (accepted == -1)
-            continue;
-        const int no_delay = 1;
-        setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, &no_delay, sizeof no_delay);
-        peer client(accepted, stop_[0]);
+        peer client{accept(listener_, nullptr, nullptr), stop_[0]};
+        client.set(IPPROTO_TCP, TCP_NODELAY, 1);
         scripts_[std::min<unsigned long>(number, scripts_.size() - 1)](client);
+        close(client.socket);
         if (requests_.size() < 100) // a test may retry thousands of times
-            requests_.push_back(client.received());
+            requests_.push_back(std::move(client.received));
     }
 }
 

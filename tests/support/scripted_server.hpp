@@ -1,51 +1,41 @@
 // A server on loopback whose behaviour a test writes down as a function, connection by connection.
 #pragma once
 
-#include "loopback.hpp"
-
 #include <functional>
 #include <string>
+#include <sys/socket.h>
 #include <thread>
 #include <vector>
 
 namespace support {
 
+// Ends the program if something that the tests rest on does not work.
+void require(bool works, const char* what);
+// A socket bound to a free port, which it tells.
+int bind_loopback(unsigned short& port);
+// A socket that is connected to a port, or with SOCK_NONBLOCK begins to be.
+int connect_loopback(unsigned short port, int kind = 0);
+
 // The server's end of one connection. Everything returns early once the client has gone or the
 // server is being stopped.
-class peer {
-public:
-    peer(int socket, int stop) : socket_(socket), stop_(stop) {}
-    peer(const peer&) = delete;
-    peer& operator=(const peer&) = delete;
-    ~peer(); // closes
-
+struct peer {
     // Reads a whole request, its head and as many bytes as that announces: so many at once, and
     // with so many milliseconds in between.
     void read_request(unsigned long at_once = 65536, int pause = 0);
-    // Reads `count` bytes.
-    void read(unsigned long count);
+    // Reads what is there, at least a byte. False at the end.
+    bool read_some(unsigned long at_most);
     // False if not all of it went out.
     bool send(const std::string& bytes);
     // -1 waits until the server is stopped.
     void wait(int milliseconds);
-    // Tells the client that nothing more will be sent.
-    void half_close();
-    // Makes the end of the connection a reset.
-    void reset();
-    // Lets the system take in no more than 64 KB that nobody has read.
-    void buffer_little();
-    // Lets the system acknowledge late what was received.
-    void delay_acknowledgements();
-    // What was read so far.
-    const std::string& received() const { return received_; }
+    template <class Value>
+    void set(int level, int option, Value value) {
+        setsockopt(socket, level, option, &value, sizeof value);
+    }
 
-private:
-    bool ready(short events);
-    bool read_some(unsigned long at_most);
-
-    int socket_;
-    int stop_;
-    std::string received_;
+    int socket;
+    int stop;
+    std::string received = {}; // so far
 };
 
 class scripted_server {

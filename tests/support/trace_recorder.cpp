@@ -2,7 +2,6 @@
 
 #include <orv/runtime/trace.h>
 
-#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -16,14 +15,12 @@ std::vector<traced>* lines; // null if nobody wants them
 } // namespace
 
 void ORV_traceV(unsigned code, const char* format, va_list args) {
-    va_list again;
-    va_copy(again, args);
-    std::string text(static_cast<unsigned>(std::vsnprintf(nullptr, 0, format, again)), '\0');
-    va_end(again);
-    std::vsnprintf(text.data(), text.size() + 1, format, args);
+    char* text = nullptr;
+    vasprintf(&text, format, args);
     const std::lock_guard<std::mutex> lock(mutex);
     if (lines)
-        lines->push_back({code, std::move(text), format});
+        lines->push_back({code, text, format});
+    std::free(text);
 }
 
 std::vector<traced> take_traces() {
@@ -39,22 +36,3 @@ std::vector<std::string> take_trace_texts() {
         texts.push_back(std::move(line.text));
     return texts;
 }
-
-namespace support {
-
-trace_recorder::~trace_recorder() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    delete std::exchange(lines, nullptr);
-}
-
-long trace_recorder::sum(const std::string& format) const {
-    const std::lock_guard<std::mutex> lock(mutex);
-    long total = 0;
-    for (const traced& line : *lines) {
-        if (line.format == format)
-            total += std::atol(line.text.c_str() + format.find('%'));
-    }
-    return total;
-}
-
-} // namespace support

@@ -17,20 +17,3 @@ struct traced {
 std::vector<traced> take_traces();
 // The texts alone.
 std::vector<std::string> take_trace_texts();
-
-namespace support {
-
-// Counts what is traced while it lives, by all threads and for any of them to ask for. One at a
-// time; `take_traces` begins it anew.
-class trace_recorder {
-public:
-    trace_recorder() { take_traces(); }
-    trace_recorder(const trace_recorder&) = delete;
-    trace_recorder& operator=(const trace_recorder&) = delete;
-    ~trace_recorder(); // ends the record
-
-    // The sum of the numbers in the traces of that format, which has one "%d".
-    long sum(const std::string& format) const;
-};
-
-} // namespace support
