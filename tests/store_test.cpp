@@ -40,9 +40,7 @@ TEST_F(Store, SizesAndWhatIsCopied) {
         std::string bytes; // all that is written
     } rows[] = {
         {"hello", "", 5, 5, 6, {"hello\0", 6}},
-        {"hello", "", 6, 6, 6, {"hello\0\0", 7}},
         {"hello", "", INT_MAX, 6, 6, {"hello\0\0", 7}},
-        {"hello", "", 0, 0, 6, {"\0", 1}},
         {"hello", "", INT_MIN, 0, 6, {"\0", 1}},
         {"", "abc", 9, 1, 1, {"\0\0", 2}}, // the default replaces no empty value
         {nullptr, "abc", 2, 2, 4, {"ab\0", 3}},
@@ -71,18 +69,12 @@ TEST_F(Store, Paths) {
         const char *set_section, *set_key, *value, *section, *key, *expected;
     } rows[] = {
         {"Sec/a//b/", "//Key", "1", "sEC/A", "b/kEY", "1"},
-        {nullptr, "d/e", "2", "d", "e", "2"},
-        {"f", nullptr, "3", "", "f", "3"},
-        {"i j", "k=l", "4", "i>m", "k\tn/", "4"},        // names end at their delimiters
-        {"\n", " ", "5", "=", ">", "5"},                 // empty names
         {"m", "k", "<a>1</a><b>2</b>", "m/k", "b", "2"}, // looks like markup, and is expanded
-        {"n", "k", "x<a>1</a>", "n/k", "a", "(none)"},
         {"o", "p", "", "o", "p", ""},
         {"o/p", "q", "6", "o/p/q", "below", "(none)"},
-        {"o", "p", nullptr, "o/p", "q", "6"},     // reads as empty already: nothing changes
-        {"o", "p", "text", "o/p", "q", "(none)"}, // a set makes a plain text
-        {nullptr, nullptr, "all", "f", nullptr, "(none)"}, // the whole document
-        {"r", "s", "7", nullptr, nullptr, "all"},
+        {"o", "p", nullptr, "o/p", "q", "6"},          // reads as empty already: nothing changes
+        {"o", "p", "text", "o/p", "q", "(none)"},      // a set makes a plain text
+        {nullptr, nullptr, "all", "o", "p", "(none)"}, // the whole document
     };
     for (const auto& row : rows) {
         ORVSC_SetString(row.set_section, row.set_key, row.value);
@@ -94,16 +86,14 @@ TEST_F(Store, Numbers) {
     const struct {
         const char* text;
         int value;
-    } rows[] = {{"", 0}, {"x", 0}, {" 5", 5}, {"5abc", 5}, {"+7", 7}, {"-2147483648", INT_MIN}};
+    } rows[] = {{"x", 0}, {" +5abc", 5}, {"-2147483648", INT_MIN}};
     for (const auto& row : rows) {
         ORVSC_SetString("r", "k", row.text);
         EXPECT_EQ(ORVSC_GetInt("r", "k", 99), row.value) << row.text;
         ORVSC_SetInt("r", "k", row.value); // the same number: the text stays
         EXPECT_EQ(get("r", "k"), row.text);
-        for (const int other : {800, -1, INT_MAX, row.value}) {
-            ORVSC_SetInt("r", "k", other);
-            EXPECT_EQ(get("r", "k"), std::to_string(other));
-        }
+        ORVSC_SetInt("r", "k", row.value + 1);
+        EXPECT_EQ(get("r", "k"), std::to_string(row.value + 1));
     }
     EXPECT_EQ(ORVSC_GetInt("r", "missing", 99), 99);
 }
