@@ -21,33 +21,29 @@ std::string next_piece() {
 
 struct plain_reader {
     xml::root header{"header"};
-    std::string body;
-    int code = 0;
-    bool is_complete = false;
+    std::string line, body;
+    int code = 0, length = 0;
+    bool in_body = false, is_complete = false;
 
     void read() {
         for (std::string piece; !is_complete && !(piece = next_piece()).empty();) {
-            for (std::size_t end = 0; !in_body_ && end != piece.npos && !piece.empty();) {
-                end = piece.find("\r\n");
-                line_ += piece.substr(0, end).c_str(); // up to the first NUL
-                piece.erase(0, end == piece.npos ? end : end + 2);
-                if (end != piece.npos)
-                    take_line();
+            for (std::size_t end; !in_body && (end = piece.find("\r\n")) != piece.npos;) {
+                line += piece.substr(0, end).c_str(); // up to the first NUL
+                piece.erase(0, end + 2);
+                take_line();
             }
-            body += in_body_ ? piece.c_str() : "";
-            is_complete = in_body_ && body.size() >= static_cast<unsigned long>(length_);
+            (in_body ? body : line) += piece.c_str();
+            is_complete = in_body && body.size() >= static_cast<unsigned long>(length);
         }
     }
-
-private:
     void take_line() {
-        in_body_ = line_.empty();
-        const std::size_t split = line_.find_first_of(" :");
-        if (split != line_.npos) {
-            const std::size_t blank = line_[split + 1] == ' ';
-            std::string name = line_.substr(0, split), value = line_.substr(split + 1 + blank);
+        in_body = line.empty();
+        const std::size_t split = line.find_first_of(" :");
+        if (split != line.npos) {
+            const std::size_t blank = line[split + 1] == ' ';
+            std::string name = line.substr(0, split), value = line.substr(split + 1 + blank);
             if (name.empty() || strcasecmp(name.c_str(), "content-length") == 0) {
-                length_ = std::atoi(value.c_str());
+                length = std::atoi(value.c_str());
             } else if (strncasecmp(name.c_str(), "http/", 5) == 0) {
                 code = std::atoi(value.c_str());
                 header["Code"]->setText(std::to_string(code).c_str());
@@ -55,12 +51,8 @@ private:
             }
             header[name.c_str()]->setText(value.c_str());
         }
-        line_.clear();
+        line.clear();
     }
-
-    std::string line_;
-    long length_ = 0;
-    bool in_body_ = false;
 };
 
 std::string saved(const xml::item& document) {
