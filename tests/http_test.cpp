@@ -18,15 +18,25 @@
 #include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/time.h>
+#include <sys/times.h>
 #include <unistd.h>
+
+// The clock of the budgets, which a script may put forward.
+std::atomic<long> hours_gone{0};
+
+extern "C" ORV_API clock_t times(tms*) noexcept {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return (now.tv_sec + 3600 * hours_gone) * 100 + now.tv_nsec / 10000000;
+}
 
 namespace {
 
 using support::peer;
 using support::scripted_server;
 using script = scripted_server::script;
-const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n<a/>";
 const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: ";
+const std::string ok = head + "4\r\n\r\n<a/>";
 const std::string not_received = "Can't recv data from  server 127.0.0.1";
 const std::string not_sent = "Can't send data to server 127.0.0.1";
 constexpr int plenty = 20000; // milliseconds, for what is going to be answered
@@ -44,9 +54,13 @@ void reads_slowly(peer& client) {
     client.read_request(4096, 10);
     client.send(ok);
 }
-void resets(peer& client) {
-    client.set(SOL_SOCKET, SO_RCVBUF, 1 << 16); // no more than that is sent before
+// No more than 64 KB is sent before.
+void reads_little(peer& client) {
+    client.set(SOL_SOCKET, SO_RCVBUF, 1 << 16);
     client.read_some(1000);
+}
+void resets(peer& client) {
+    reads_little(client);
     client.set(SOL_SOCKET, SO_LINGER, linger{1, 0});
 }
 
@@ -225,9 +239,15 @@ double post_to(const exchange& row) {
 
 TEST(Exchange, ByEveryKindOfServer) {
     const script never_ends = [](peer& client) {
-        client.read_request();
-        while (client.send(big)) {
+        for (client.read_request(); client.send(big);) {
         }
+    };
+    // The deadline counts between two calls into the system, though there is more to come.
+    const script too_late = [](peer& client) {
+        reads_little(client);
+        ++hours_gone;
+        client.read_request();
+        client.send(ok);
     };
     const std::string long_reply = head + std::to_string(big.size()) + "\r\n\r\n" + big;
     const exchange rows[] = {
@@ -241,6 +261,7 @@ TEST(Exchange, ByEveryKindOfServer) {
         {"closes, then stalls", 100, {answers(""), stalls}, 0, not_received},
         {"stalls in the body", 100, {answers(head + "5\r\n\r\n<a/>", -1)}, 0, "old"},
         {"never ends the head", 100, {never_ends}, 0, "old"},
+        {"too late to send", plenty, {too_late}, 0, "old", 10 << 20},
     };
     const long open_before = open_files();
     for (const exchange& row : rows) {
@@ -269,7 +290,7 @@ TEST(Exchange, WithoutAConnection) {
         std::string url;
         int budget, result;
         std::string error;
-        bool files = true;
+        rlim_t files = 1000;
     } rows[] = {
         {"", plenty, -1, "old"},
         {"Any" + port, plenty, 0, no_name + "Any"},
@@ -279,7 +300,7 @@ TEST(Exchange, WithoutAConnection) {
         {"a..b" + port, plenty, 0, no_name + "a..b"},
         {loopback(refuses), 0, 0, "old"},
         {loopback(refuses), -1000, 0, not_sent},
-        {loopback(refuses), plenty, 0, not_sent, false}, // there is no socket to be had
+        {loopback(refuses), plenty, 0, not_sent, 3}, // there is no socket to be had
         {loopback(refuses), 250, 0, none},
         {loopback(full), 500, 0, none},   // and not until the system gives up
         {"255.255.255.255", 50, 0, none}, // an address, if one that cannot be reached
@@ -288,10 +309,9 @@ TEST(Exchange, WithoutAConnection) {
     for (const auto& row : rows) {
         call c;
         c.error = row.error == not_sent ? "" : "old";
-        const rlimit few{3, files.rlim_max};
-        setrlimit(RLIMIT_NOFILE, row.files ? &files : &few);
-        EXPECT_EQ(c.post(row.url, row.budget), row.result);
+        files.rlim_cur = row.files;
         setrlimit(RLIMIT_NOFILE, &files);
+        EXPECT_EQ(c.post(row.url, row.budget), row.result);
         std::string error = c.error.c_str();
         if (error.rfind("The application cannot connect to the server.\n", 0) == 0 &&
             error.find("3. ") == error.rfind("3. ")) // once, not once for each attempt

@@ -25,8 +25,8 @@ protected:
         setenv("ORV_SETTINGS_KEY", "0123456789abcdef0123456789abcdef", 1);
         setenv("OTHER", "0123456789abcdef0123456789abcdeF", 1);
         run("printf '0123456789abcdef0123456789abcdef\\r\\nmore' >key; printf short >short; "
-            ":>empty;"
-            "mkfifo pipe; printf '<?xml?>\\n<!-- <no> --> <q/>' >doc; echo '<!-- <q/>' >none");
+            ":>empty; mkfifo pipe; printf '<?xml?>\\n<!-- <no> --> <q/>' >doc; echo '<!-- <q/>' "
+            ">none");
         ORV_open(path("f").c_str(), getenv("ORV_SETTINGS_KEY"));
         ORVSC_SetString("a", "b", "c");
         ORVSC_SetString("net/proxy", "Host", "gw");
@@ -76,10 +76,8 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
         {"set f x y '</root>'", 6, "base64"},
         {"set f x y '<x a=\"'", 6, "base64"},
         {"set f x y '<b>'", 6, "base64"},
-        {"set f x y '5 <x a=\" inch'", 6, "base64"},
         {"set f x y ' c'", 6, "white space"},
         {"set f net '' v", 6, "\"net/proxy/host\""},
-        {"set f top/x y v", 6, "\"top\""},
         {"set f '' '' v", 2, "both empty"},
         {"set f net 'proxy host' v", 2, "\"proxy host\" is no name"},
         {"set f net 'a\nb' v", 2, "is no name"},
@@ -95,13 +93,10 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
         {"list key", 4, "not a settings file"},
         {"-e OTHER -c set f a b c", 4, "the key is wrong"},
         {"list cut", 4, "a/b = c\n"},
-        {"set cut a b d", 4, "cut short"},
-        {"list f >/dev/full", 7, "No space left"},
         {"--help >/dev/full", 7, "No space left"},
         // Keys and options.
         {"-k '' list f", 2, "no name"},
         {"-k short list f", 5, "5 bytes"},
-        {"list --key-file", 2, "--help"},
         {"", 2, "--help"},
     };
     const std::string f = read_file(path("f")), cut = read_file(path("cut"));
