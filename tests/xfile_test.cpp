@@ -28,6 +28,7 @@ TEST(XFile, Lines) {
         {"a piece ends in LF, the file too", x(254) + "\n", {x(254)}},
         {"a piece ends in a pair", x(253) + "\r\ny", {x(253), "y"}},
         {"a piece ends in NUL", x(254) + std::string("\0y", 2), {x(254), "y"}},
+        {"a lone terminator", "\n", {""}},
         {"joined twice", x(254) + "\n" + x(254) + "\ny", {x(508) + "y"}},
     };
     const temporary_directory directory;
