@@ -36,7 +36,7 @@ if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR
   set(pc_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
   set(pc_includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 else()
-  string(REGEX REPLACE "[^/]+" ".." pc_prefix ${pkgconfig_dir})
+  file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
   set(pc_prefix "\${pcfiledir}/${pc_prefix}")
   set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
   set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")

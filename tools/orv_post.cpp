@@ -93,7 +93,7 @@ double read_seconds(const char* text) {
     const double seconds = std::strtod(text, &end);
     if (end == text || *end || !(seconds > 0 && seconds < 1e9))
         fail(tools::usage_error,
-             std::string("--seconds takes a number above 0, not '") + text + "'");
+             std::string("--seconds takes a number above 0 and below 1e9, not '") + text + "'");
     return seconds;
 }
 
@@ -155,7 +155,8 @@ void print_header(const char* mark, const xml::item& header) {
     for (unsigned long i = 0; i < header.children.count; ++i) {
         const xml::item& line = header.children.items[i];
         const std::string name(line.name, line.nameLength());
-        std::fprintf(stderr, "%s %s: %s\n", mark, name.c_str(), line.value ? line.value : "");
+        std::fprintf(stderr, "%s %s: %s\n", mark, tools::on_one_line(name.c_str()).c_str(),
+                     tools::on_one_line(line.value ? line.value : "").c_str());
     }
 }
 
@@ -190,7 +191,8 @@ int main(int argc, char** argv) {
     }
     print(reply);
     if (result == 0)
-        fail(not_ok, reason.c_str());
+        fail(not_ok, reply_header.is_set("Status") ? tools::on_one_line(reason.c_str())
+                                                   : std::string(reason.c_str()));
     warn_if_unannounced(reply_header);
     return tools::done;
 }

@@ -82,22 +82,19 @@ bool connection::send(const char* bytes, unsigned long count, const deadline& li
     do {
         const int length = static_cast<int>(std::min<unsigned long>(count, INT_MAX));
         const int sent = runtime::send_without_signal(socket_, bytes, length);
-        if (would_block(sent))
-            continue;
-        if (sent <= 0) {
+        if (sent > 0) {
+            ORV_trace6("Was sent %d bytes\n", sent);
+            bytes += sent;
+            count -= static_cast<unsigned long>(sent);
+            if (count == 0)
+                return true;
+        } else if (!would_block(sent)) {
             ORV_trace6("Can't send %d\n", sent);
             // "recv" and both spaces are kept; so are the lines of earlier attempts.
             error.addprintf("Can't recv data from  server %s", host);
             return false;
         }
-        ORV_trace6("Was sent %d bytes\n", sent);
-        bytes += sent;
-        count -= static_cast<unsigned long>(sent);
-        if (count == 0)
-            return true;
-        if (limit.passed())
-            return false;
-    } while (wait_for(POLLOUT, limit));
+    } while (!limit.passed() && wait_for(POLLOUT, limit));
     return false;
 }
 
@@ -106,6 +103,8 @@ std::optional<int> connection::receive(char* buffer, unsigned long size, const d
         const int received = static_cast<int>(::recv(socket_, buffer, size, 0));
         if (!would_block(received))
             return received;
+        if (limit.passed())
+            break;
     }
     return std::nullopt;
 }

@@ -15,7 +15,7 @@ long deadline::now() { return runtime::ticks(); }
 int deadline::milliseconds_to_wait() const {
     const std::chrono::duration<double> gone = std::chrono::steady_clock::now() - begin_;
     const double left = seconds_ - gone.count();
-    return left >= 1 ? 1000 : left > 0 ? static_cast<int>(left * 1000) + 1 : 0;
+    return left >= 1 ? 1000 : left > 0 ? static_cast<int>(left * 1000) + 1 : 1;
 }
 
 } // namespace transport

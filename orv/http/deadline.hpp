@@ -15,8 +15,8 @@ public:
     static long now();
     long ticks() const { return ticks_; }
     bool passed() const { return now() >= ticks_; }
-    // How long to wait before looking at the clock again: never more than a second, and never more
-    // than a tick longer than what is left; 0 once the deadline has passed for sure.
+    // How long to wait before looking at the clock again: at least a millisecond, never more than a
+    // second, and never more than a tick longer than what is left.
     int milliseconds_to_wait() const;
 
 private:

@@ -17,8 +17,9 @@ namespace ORV {
 //
 // Memory: a call leaves behind what `stream<0>` keeps by contract (see there): the parts of the
 // URL, the message that was sent, its body once more, and the reply's body where that is longer. A
-// reply's body of more than 16 KB may leave up to four thirds of its size beside that. The number
-// of attempts makes no difference.
+// reply's body of more than 16 KB may leave up to four thirds of its size beside that, and a header
+// line of more than 255 bytes up to five times its size. The number of attempts makes no
+// difference.
 class ORV_API http {
 public:
     http() = delete;

@@ -8,7 +8,7 @@
 namespace runtime {
 
 // Asks for the path of the running executable, into `text`. A path that cannot be had, or cannot be
-// converted to ASCII, leaves `text` empty. At most 255 bytes are written, the terminator included.
+// converted to ASCII, leaves `text` empty. Not more than 255 bytes of it are taken.
 void executable_path(char (&text)[256]);
 
 // What is needed besides the handle to find the calling thread again; 0 where that is nothing.

@@ -44,11 +44,11 @@ void executable_path(char (&text)[256]) {
     path.resize(static_cast<size_t>(length));
     if (is_marked_deleted(path))
         path.resize(path.rfind(' '));
-    path.resize(std::min(path.size(), sizeof text - 1));
     for (const char c : path) {
         if (static_cast<unsigned char>(c) > 127)
             return; // no ASCII: no path
     }
+    path.resize(std::min(path.size(), sizeof text - 1));
     std::memcpy(text, path.c_str(), path.size() + 1);
 }
 

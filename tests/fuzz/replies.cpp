@@ -6,6 +6,7 @@
 #include <orv/http/reply.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <strings.h>
 
 namespace {
