@@ -91,6 +91,8 @@ TEST_F(File, WhatOpenFinds) {
     write_file(path, good);
     write_file(directory.file("empty"), "");
     mkfifo(directory.file("pipe").c_str(), 0600);
+    symlink("missing", directory.file("link").c_str());
+    symlink("missing/file", directory.file("astray").c_str());
     const struct {
         std::string path;
         const char* key;
@@ -107,6 +109,8 @@ TEST_F(File, WhatOpenFinds) {
         {path, "a key text of which 32 bytes coU", ORV_OPEN_UNREADABLE},
         {directory.file("missing/file"), settings_key, ORV_OPEN_UNREADABLE}, // no folder
         {directory.file("pipe"), settings_key, ORV_OPEN_UNREADABLE},
+        {directory.file("link"), settings_key, ORV_OPEN_NEW},
+        {directory.file("astray"), settings_key, ORV_OPEN_UNREADABLE},
     };
     EXPECT_EQ(ORV_open(nullptr, settings_key), ORV_OPEN_REFUSED);
     EXPECT_EQ(g_Kernel, nullptr);

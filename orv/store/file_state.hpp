@@ -1,9 +1,11 @@
 // What the file system tells of a file. Not installed.
 #pragma once
 
+#include <orv/buffers/str.hpp>
+
 #include <cerrno>
 #include <climits>
-#include <string>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,10 +34,12 @@ inline bool is_ordinary(int descriptor) {
 
 // Whether the folder is there in which a file of that path would be made: for a link that leads to
 // no file, the folder of what it leads to.
-inline bool has_folder(std::string path) {
+inline bool has_folder(str_t path) {
     constexpr int most_links = 40; // as many as the system follows
     for (int links = 0; links < most_links; ++links) {
-        const std::string folder = path.substr(0, path.rfind('/') + 1);
+        str_t folder;
+        if (const char* const slash = std::strrchr(path.c_str(), '/'))
+            folder.append(path.c_str(), static_cast<unsigned long>(slash + 1 - path.c_str()));
         struct stat found;
         if (stat(folder.empty() ? "." : folder.c_str(), &found) != 0)
             return false;
@@ -43,8 +47,9 @@ inline bool has_folder(std::string path) {
         const ssize_t length = readlink(path.c_str(), target, sizeof target);
         if (length < 0)
             return true;
-        const std::string next(target, static_cast<unsigned long>(length));
-        path = next[0] == '/' ? next : folder + next;
+        if (target[0] == '/')
+            folder.clear();
+        path = folder.append(target, static_cast<unsigned long>(length));
     }
     return false;
 }

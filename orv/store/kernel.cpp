@@ -80,8 +80,7 @@ bool kernel::open(const char* path, const char* key) {
         }
         if (config.doc.nameLength() == 0) // there was no element to read, and none could be saved
             config.doc = xml::root("root");
-        store_->absent =
-            !loaded && (state.empty || (state.absent && has_folder(config.file.c_str())));
+        store_->absent = !loaded && (state.empty || (state.absent && has_folder(config.file)));
     } catch (...) {
         config.file.clear(); // not open, so that no close writes a file that was not read
         throw;
