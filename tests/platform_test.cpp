@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <netdb.h>
+#include <netinet/in.h>
 
 namespace {
 
@@ -28,14 +28,7 @@ TEST(Platform, SignalsReachTheThreadThatIsNamedAndAreTakenAway) {
 }
 
 TEST(Platform, HostsHaveAddresses) {
-    addrinfo wanted{}, *found = nullptr; // the system's answer: a bare one may know no "localhost"
-    wanted.ai_family = AF_INET;
-    in_addr_t expected = 0;
-    if (getaddrinfo("localhost", nullptr, &wanted, &found) == 0) {
-        expected = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr.s_addr;
-        freeaddrinfo(found);
-    }
-    EXPECT_EQ(runtime::address_of_host("localhost"), expected);
+    EXPECT_EQ(runtime::address_of_host("127.0.0.1"), htonl(INADDR_LOOPBACK));
     EXPECT_EQ(runtime::address_of_host("no.such.host.invalid"), 0u);
 }
 

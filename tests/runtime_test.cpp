@@ -19,7 +19,9 @@ namespace {
 // What the hooks are called with, as a text.
 struct worker : ORV::thread {
     ~worker() override { stop(); }
+    using ORV::thread::isRunning;
     void onInit() override { calls += "init"; }
+    int onRun() override { return ORV::thread::onRun() - 7; }
     int onRunStep(int step) override { return run_step(step); }
     void onStop() override { calls += isRunning ? " still running " : " stop "; }
     void wait_for_the_end() const {
@@ -42,13 +44,7 @@ TEST(Thread, StepsReceiveWhatTheOneBeforeReturned) {
     thread.wait_for_the_end();
     EXPECT_TRUE(thread.stop());
     EXPECT_EQ(thread.calls, "init 0 1 2 2147483647 stop ");
-}
-
-TEST(Thread, ExitValuesHave32Bits) {
-    struct : ORV::thread {
-        int onRun() override { return -7; }
-        using ORV::thread::isRunning;
-    } thread;
+    // Exit values have 32 bits. One that is not to run has -1.
     EXPECT_EQ(thread.thread_func(&thread), reinterpret_cast<void*>(0xFFFFFFFF));
     EXPECT_EQ(thread.thread_func(nullptr), reinterpret_cast<void*>(0xFFFFFFFF));
     thread.isRunning = true;

@@ -1,4 +1,5 @@
-// The settings file: saving, loading, opening, and files that are not as they should be.
+// The settings file: its lines, saving, loading, opening, reloading, and files that are not as they
+// should be.
 #include <orv/orv.hpp>
 
 #include "support/settings_file.hpp"
@@ -12,8 +13,10 @@
 #include <climits>
 #include <csignal>
 #include <fcntl.h>
+#include <memory>
 #include <sstream>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -22,16 +25,15 @@
 namespace {
 
 using lines = std::vector<std::string>;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 struct File : testing::Test {
     File() {
         config.file = path.c_str();
         config.cipherKey = settings_key;
     }
-    ~File() override {
-        ORV_close();
-        config.changed = false; // not to be saved
-    }
+    ~File() override { ORV_close(); }
     int open() const { return ORV_open(path.c_str(), settings_key); }
 
     const temporary_directory directory;
@@ -40,6 +42,44 @@ struct File : testing::Test {
     const std::string good =
         settings_file("ORV<root>\n <a>\n  <b>\n   1\n  </b>\n </a>\n <~ORV/>\n</root>\n");
 };
+
+std::string x(unsigned long count) { return std::string(count, 'x'); }
+
+TEST_F(File, Lines) {
+    const struct {
+        const char* name;
+        std::string text;
+        lines expected;
+    } rows[] = {
+        {"no text", "", {}},
+        {"pairs", "a\r\nb\n\rc\n\nd\r\re", {"a", "b", "c", "", "d", "", "e"}},
+        {"NULs", std::string("a\0b\0\nc\r\0", 8), {"a", "b", "", "c", ""}},
+        {"a piece ends in LF", x(254) + "\ny", {x(254) + "y"}},
+        {"a piece ends in CR, a pair follows", x(254) + "\r\n\ry", {x(254), "y"}},
+        {"a piece ends in LF, the file too", x(254) + "\n", {x(254)}},
+        {"a piece ends in a pair", x(253) + "\r\ny", {x(253), "y"}},
+        {"a piece ends in NUL", x(254) + std::string("\0y", 2), {x(254), "y"}},
+        {"a lone terminator", "\n", {""}},
+        {"joined twice", x(254) + "\n" + x(254) + "\ny", {x(508) + "y"}},
+    };
+    ORV::xfile file;
+    str_t line("what was there before");
+    EXPECT_FALSE(file.read(line)); // none is open
+    for (const auto& row : rows) {
+        write_file(path, row.text);
+        EXPECT_TRUE(file.open(path.c_str(), "rb"));
+        lines found;
+        while (found.size() < 10 && file.read(line))
+            found.emplace_back(line.c_str(), line.length());
+        EXPECT_EQ(found, row.expected) << row.name;
+    }
+    const int descriptor = fileno(file.handle);
+    file.flag = true;
+    EXPECT_FALSE(file.open("no-such-file", "rb"));
+    EXPECT_FALSE(file.flag);
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);       // closed, though no other was opened
+    EXPECT_TRUE(file.open(file.path.c_str(), "rb")); // by its own text
+}
 
 TEST_F(File, Saves) {
     const std::string error = "openWrite::write error", again = "openWrite again",
@@ -72,19 +112,12 @@ TEST_F(File, Saves) {
     config.setInt("a", "b", 1);
     config.flush();
     EXPECT_NE(config.fileTime, 0);
-}
-
-TEST_F(File, TheDestructorWritesBack) {
-    for (const bool change : {false, true}) {
-        ORV::sconfig other;
-        other.file = path.c_str();
-        other.cipherKey = settings_key;
-        other.doc["a/b"]->setText("1");
-        other.doc[ORV::sconfig::marker];
-        other.changed = change;
-        EXPECT_FALSE(std::filesystem::exists(path));
+    {
+        ORV::sconfig other; // its destructor writes what has changed
+        other.file = directory.file("other").c_str();
+        other.changed = true;
     }
-    EXPECT_EQ(read_file(path), good);
+    EXPECT_TRUE(std::filesystem::exists(directory.file("other")));
 }
 
 TEST_F(File, WhatOpenFinds) {
@@ -128,15 +161,9 @@ TEST_F(File, WhatOpenFinds) {
     EXPECT_EQ(read_file(path), good);
 }
 
-// As it is while another process saves.
-TEST_F(File, AnEmptyFileIsWaitedFor) {
-    write_file(path, "");
-    std::thread saving([this] {
-        usleep(50000);
-        write_file(path, good);
-    });
-    EXPECT_EQ(open(), ORV_OPEN_LOADED);
-    saving.join();
+// A file in which the setting a/b has that value.
+std::string settings(const std::string& value, const std::string& marker = "<~ORV/>") {
+    return settings_file("ORV<root><a><b>" + value + "</b></a>" + marker + "</root>");
 }
 
 // What could be read stays, after a save and another opening too.
@@ -177,26 +204,15 @@ TEST_F(File, AShortKey) {
     EXPECT_STREQ(config.doc.name, "x");
 }
 
-// For a tenth of a second; saving takes another.
-TEST_F(File, TheLockIsWaitedFor) {
-    write_file(path, good);
-    ORV::xfile held;
-    EXPECT_TRUE(held.open(path.c_str(), "rb"));
-    EXPECT_EQ(flock(fileno(held.handle), LOCK_EX), 0);
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_TRUE(config.readV());
-    const auto between = std::chrono::steady_clock::now();
-    EXPECT_TRUE(config.writeV(10000));
-    EXPECT_GE(between - begin, std::chrono::milliseconds(100));
-    EXPECT_GE(std::chrono::steady_clock::now() - between, std::chrono::milliseconds(200));
-}
-
 // A child made in the middle of a save has the file too, but neither it nor what it runs keeps the
-// lock.
-TEST_F(File, AChildDoesNotKeepTheLock) {
+// lock. While it is empty, opening waits for what is about to come.
+TEST_F(File, TheLock) {
+    config.doc[ORV::sconfig::marker];
     const int descriptor = dup(0);
-    ::close(descriptor);                 // the next to be opened will have that number
+    ::close(descriptor); // the next to be opened will have that number
+    ORV::xfile file;
     for (int flags = -1; flags == -1;) { // until we look while the file is open
+        file.close();
         std::filesystem::remove(path);
         std::thread saving([this] { EXPECT_TRUE(config.writeV(10000)); });
         while (!std::filesystem::exists(path))
@@ -207,14 +223,113 @@ TEST_F(File, AChildDoesNotKeepTheLock) {
             for (;;)
                 pause();
         flags = fcntl(descriptor, F_GETFD);
+        EXPECT_EQ(open(), ORV_OPEN_LOADED);
+        ORV_close();
         saving.join();
         EXPECT_TRUE(flags == -1 || flags == FD_CLOEXEC);
-        ORV::xfile file;
         EXPECT_TRUE(file.open(path.c_str(), "rb"));
         EXPECT_EQ(flock(fileno(file.handle), LOCK_EX | LOCK_NB), 0);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
+    // We hold it. It is waited for, for a tenth of a second; saving takes another.
+    const auto begin = steady_clock::now();
+    EXPECT_TRUE(config.readV());
+    const auto between = steady_clock::now();
+    EXPECT_TRUE(config.writeV(10000));
+    EXPECT_GE(between - begin, milliseconds(100));
+    EXPECT_GE(steady_clock::now() - between, milliseconds(200));
+}
+
+// ---- Reloading
+
+// Every change gets a second of its own, as the check tells changes apart by whole seconds, and is
+// there at once.
+void write_at(const std::string& path, const std::string& bytes, int second) {
+    const timespec times[] = {{second, 0}, {second, 0}};
+    write_file(path + ".new", bytes);
+    utimensat(AT_FDCWD, (path + ".new").c_str(), times, 0);
+    std::filesystem::rename(path + ".new", path);
+}
+
+// How often this thread has waited for something.
+long waits() {
+    rusage used;
+    getrusage(RUSAGE_THREAD, &used);
+    return used.ru_nvcsw;
+}
+
+// Each row is a store in which a value is set right after opening, and whose file then changes.
+TEST_F(File, WhatDoesNotLoadChangesNothing) {
+    struct row {
+        const char* name;
+        std::string then;
+        int second, value;
+        std::unique_ptr<ORV::kernel> store = {};
+    } rows[] = {
+        {"as it was", good, 1000, 1},
+        {"not ours", "another file", 2000, 1},
+        {"empty", "", 2000, 1},
+        {"no marker", settings("4", ""), 2000, 1},
+        {"from before the epoch", settings("6"), 0, 1},
+        {"older", settings("8"), 500, 8},
+    };
+    for (row& row : rows) {
+        const std::string file = directory.file(row.name);
+        write_at(file, good, 1000);
+        row.store = std::make_unique<ORV::kernel>();
+        ASSERT_TRUE(row.store->open(file.c_str(), settings_key));
+        row.store->setInt("mine", "x", 7);
+        write_at(file, row.then, row.second);
+    }
+    ORV::xfile locked; // to read it takes a tenth of a second
+    ASSERT_TRUE(locked.open(directory.file("no marker").c_str(), "rb"));
+    ASSERT_EQ(flock(fileno(locked.handle), LOCK_EX), 0);
+    // A little more than a pass of the worker, and another behind a reload. No get waits while it
+    // looks into a file.
+    int waited = 0;
+    bool reloaded = false;
+    ORV::kernel& older = *std::end(rows)[-1].store;
+    for (const auto end = steady_clock::now() + milliseconds(1750); steady_clock::now() < end;) {
+        if (!reloaded && older.getInt("a", "b", 0) == 8) {
+            reloaded = true;
+            older.setInt("mine", "x", 9); // stays: the file is known now
+        }
+        const long before = waits();
+        const auto begin = steady_clock::now();
+        for (const row& row : rows)
+            row.store->getInt("a", "b", 0);
+        waited += steady_clock::now() - begin > milliseconds(30) && waits() != before;
+    }
+    EXPECT_EQ(waited, 0);
+    for (const row& row : rows) {
+        EXPECT_EQ(row.store->getInt("a", "b", 0), row.value) << row.name;
+        EXPECT_EQ(row.store->getInt("mine", "x", 0), row.value == 1 ? 7 : 9) << row.name;
+    }
+    // The changed flag stays too: what was set is saved.
+    const std::string other = directory.file(rows[1].name);
+    ASSERT_TRUE(rows[1].store->open(other.c_str(), settings_key));
+    EXPECT_EQ(rows[1].store->getInt("mine", "x", 0), 7);
+    rows[1].store = std::make_unique<ORV::kernel>();
+    write_at(other, "still not ours", 2000);
+    ASSERT_FALSE(rows[1].store->open(other.c_str(), settings_key));
+
+    locked.close();
+    // In the second of the change before, which did not load, so it does not count.
+    for (const row& row : rows)
+        write_at(directory.file(row.name), settings("2"), 2000);
+    for (const row& row : rows) {
+        for (int looks = 0; looks < 1000 && row.store->getInt("a", "b", 0) != 2; ++looks)
+            std::this_thread::sleep_for(milliseconds(10));
+        EXPECT_EQ(row.store->getInt("a", "b", 0), 2) << row.name;
+        EXPECT_EQ(row.store->getInt("mine", "x", 0), 0) << row.name; // a load replaces everything
+    }
+    const auto begin = steady_clock::now();
+    for (row& row : rows)
+        row.store.reset();
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(1000)); // each is in a pause of 500
+    for (const row& row : rows)
+        EXPECT_EQ(read_file(directory.file(row.name)), settings("2")) << row.name; // not saved
 }
 
 // ---- The worked example of docs/settings-file.md

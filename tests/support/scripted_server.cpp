@@ -12,12 +12,6 @@ namespace support {
 
 namespace {
 
-// False if the server is to stop.
-bool ready(int socket, short events, int stop) {
-    pollfd watched[] = {{stop, POLLIN, 0}, {socket, events, 0}};
-    return poll(watched, 2, -1) > 0 && watched[0].revents == 0;
-}
-
 sockaddr_in loopback_address(unsigned short port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -55,8 +49,7 @@ int connect_loopback(unsigned short port, int kind) {
 
 bool peer::read_some(unsigned long at_most) {
     char bytes[65536];
-    const bool there = ready(socket, POLLIN, stop);
-    const long got = there ? recv(socket, bytes, std::min(at_most, sizeof bytes), 0) : 0;
+    const long got = recv(socket, bytes, std::min(at_most, sizeof bytes), 0);
     received.append(bytes, static_cast<unsigned long>(std::max(got, 0l)));
     return got > 0;
 }
@@ -76,16 +69,8 @@ void peer::read_request(unsigned long at_once, int pause) {
 }
 
 bool peer::send(const std::string& bytes) {
-    for (unsigned long at = 0; at < bytes.size();) {
-        if (!ready(socket, POLLOUT, stop))
-            return false;
-        const long sent =
-            ::send(socket, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent <= 0)
-            return false;
-        at += static_cast<unsigned long>(sent);
-    }
-    return true;
+    const long sent = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    return sent == static_cast<long>(bytes.size());
 }
 
 void peer::wait(int milliseconds) {

@@ -16,8 +16,7 @@ int bind_loopback(unsigned short& port);
 // A socket that is connected to a port, or with SOCK_NONBLOCK begins to be.
 int connect_loopback(unsigned short port, int kind = 0);
 
-// The server's end of one connection. Everything returns early once the client has gone or the
-// server is being stopped.
+// The server's end of one connection. Reading and sending end early once the client has gone.
 struct peer {
     // Reads a whole request, its head and as many bytes as that announces: so many at once, and
     // with so many milliseconds in between.
@@ -26,7 +25,7 @@ struct peer {
     bool read_some(unsigned long at_most);
     // False if not all of it went out.
     bool send(const std::string& bytes);
-    // -1 waits until the server is stopped.
+    // Not longer than until the server is stopped; -1 waits for that.
     void wait(int milliseconds);
     template <class Value>
     void set(int level, int option, Value value) {
@@ -45,8 +44,6 @@ public:
 
     // The scripts follow one another with the connections; the last one stays.
     explicit scripted_server(std::vector<script> scripts);
-    scripted_server(const scripted_server&) = delete;
-    scripted_server& operator=(const scripted_server&) = delete;
     ~scripted_server();
 
     unsigned short port() const { return port_; }

@@ -17,8 +17,7 @@ public:
             throw std::runtime_error("no temporary directory");
         path_ = name;
     }
-    temporary_directory(const temporary_directory&) = delete;
-    temporary_directory& operator=(const temporary_directory&) = delete;
+    temporary_directory(temporary_directory&&) = delete;
     ~temporary_directory() {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
