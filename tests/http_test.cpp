@@ -81,9 +81,9 @@ const std::string big = make_big();
 
 // How many milliseconds it takes at best; the machine may be busy.
 template <class Action>
-double best_of(int times, Action act) {
+double best_of(int times, Action act, double good_enough = 0) {
     double best = 1e9;
-    for (int i = 0; i < times; ++i) {
+    for (int i = 0; i < times && best > good_enough; ++i) {
         const auto start = std::chrono::steady_clock::now();
         act();
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
@@ -96,19 +96,17 @@ double best_of(int times, Action act) {
 struct call {
     explicit call(unsigned long size = 0) { body.setText(big.substr(0, size).c_str()); }
     int post(const std::string& url, int budget = plenty) {
-        int result = 0;
-        elapsed = best_of(1, [&] {
-            result = ORV::http::request(url.c_str(), header, body, reply_header, reply_body, error,
-                                        budget / 10);
-        });
-        return result;
+        return ORV::http::request(url.c_str(), header, body, reply_header, reply_body, error,
+                                  budget / 10);
     }
     xml::root header{"header"}, body{"soap:Envelope"}, reply_header{"reply"}, reply_body;
     str_t error;
-    double elapsed = 0; // milliseconds
 };
 
 std::string loopback(unsigned short port) { return "127.0.0.1:" + std::to_string(port); }
+
+unsigned short refusing; // a port, which nobody listens to
+const int nobody = support::bind_loopback(refusing);
 
 long times_traced(const std::string& format) {
     const std::vector<traced> traces = take_traces();
@@ -218,8 +216,7 @@ struct exchange {
 
 const std::string send_failed = "old" + not_received; // and once more for each attempt that failed
 
-// Returns the time it took.
-double post_to(const exchange& row) {
+void post_to(const exchange& row) {
     call c(row.envelope);
     c.error = "old";
     c.reply_body["old"]->setText("");
@@ -234,7 +231,6 @@ double post_to(const exchange& row) {
         EXPECT_EQ(last.substr(last.size() - body.size()), body);
         EXPECT_LE(times_traced("Was sent %d bytes\n"), 2 + static_cast<long>(row.envelope >> 15));
     }
-    return c.elapsed;
 }
 
 TEST(Exchange, ByEveryKindOfServer) {
@@ -267,9 +263,8 @@ TEST(Exchange, ByEveryKindOfServer) {
     for (const exchange& row : rows) {
         SCOPED_TRACE(row.name);
         const double most = row.budget + 400 + static_cast<double>(row.envelope >> 11);
-        double time = post_to(row);
-        for (int again = 0; again < 4 && time > most; ++again)
-            time = post_to(row); // the machine may have been busy
+        const double time = best_of(
+            5, [&row] { post_to(row); }, most);
         EXPECT_LE(time, most);
         EXPECT_GE(time, row.budget == plenty ? 0 : row.budget - 20); // a tick is 10 ms
     }
@@ -277,12 +272,12 @@ TEST(Exchange, ByEveryKindOfServer) {
 }
 
 TEST(Exchange, WithoutAConnection) {
-    unsigned short refuses, full;
-    const int nobody = support::bind_loopback(refuses), busy = support::bind_loopback(full);
+    unsigned short full;
+    const int busy = support::bind_loopback(full);
     support::require(listen(busy, 0) == 0, "listen");
     for (int i = 0; i < 4; ++i) // more than may wait to be accepted
         support::connect_loopback(full, SOCK_NONBLOCK);
-    const std::string port = ":" + std::to_string(refuses); // is not even tried
+    const std::string port = ":" + std::to_string(refusing); // is not even tried
     const std::string no_name = "Can't resolve server name ", none = "no connection";
     rlimit files;
     getrlimit(RLIMIT_NOFILE, &files);
@@ -298,10 +293,10 @@ TEST(Exchange, WithoutAConnection) {
         {"0" + port, plenty, 0, no_name + "0"},
         {"http://:any" + port, plenty, 0, no_name + ":any"},
         {"a..b" + port, plenty, 0, no_name + "a..b"},
-        {loopback(refuses), 0, 0, "old"},
-        {loopback(refuses), -1000, 0, not_sent},
-        {loopback(refuses), plenty, 0, not_sent, 3}, // there is no socket to be had
-        {loopback(refuses), 250, 0, none},
+        {loopback(refusing), 0, 0, "old"},
+        {loopback(refusing), -1000, 0, not_sent},
+        {loopback(refusing), plenty, 0, not_sent, 3}, // there is no socket to be had
+        {loopback(refusing), 250, 0, none},
         {loopback(full), 500, 0, none},   // and not until the system gives up
         {"255.255.255.255", 50, 0, none}, // an address, if one that cannot be reached
     };
@@ -311,21 +306,20 @@ TEST(Exchange, WithoutAConnection) {
         c.error = row.error == not_sent ? "" : "old";
         files.rlim_cur = row.files;
         setrlimit(RLIMIT_NOFILE, &files);
-        EXPECT_EQ(c.post(row.url, row.budget), row.result);
+        const double time = best_of(1, [&] { EXPECT_EQ(c.post(row.url, row.budget), row.result); });
         std::string error = c.error.c_str();
         if (error.rfind("The application cannot connect to the server.\n", 0) == 0 &&
             error.find("3. ") == error.rfind("3. ")) // once, not once for each attempt
             error = none;
         EXPECT_EQ(error, row.error);
-        EXPECT_GE(c.elapsed, row.error == none ? row.budget - 20 : 0) << row.url;
-        EXPECT_LE(c.elapsed, row.error == none ? row.budget + 1500 : plenty / 2) << row.url;
+        EXPECT_GE(time, row.error == none ? row.budget - 20 : 0) << row.url;
+        EXPECT_LE(time, row.error == none ? row.budget + 1500 : plenty / 2) << row.url;
         if (row.result == -1) {
             EXPECT_EQ(saved(c.reply_header), "<reply><error>Invalid URL:</error></reply>");
             EXPECT_EQ(saved(c.header), "<header/>"); // no defaults yet
         }
     }
     EXPECT_EQ(open_files(), open_before);
-    close(nobody);
     close(busy);
 }
 
@@ -375,21 +369,18 @@ TEST(Trace, OfEachStep) {
     const std::string sent = "Try to send\nWas sent %d bytes\nTry to recv\n";
     const std::string success =
         attempt + sent + "Was recv %d bytes\nRecv header:\n%s\nRecv request:\n%s\n";
-    unsigned short refusing;
-    const int nobody = support::bind_loopback(refusing);
     scripted_server at_last({answers(""), answers(ok)});
     EXPECT_EQ(traces(""), url);
     EXPECT_EQ(traces("Any"), before + attempt + "Can't resolve server name %s");
     EXPECT_EQ(traces(loopback(refusing), 50), before + attempt + "Can't connect to server %s");
     EXPECT_EQ(traces("http://localhost:" + std::to_string(at_last.port())),
               before + attempt + sent + "Can't recv %d\n" + success);
-    close(nobody);
 
     xml::root both("one");
     str_t error;
     ORV::http::request(at_last.url().c_str(), both, both, both, both, error, 0);
     // With the header lines, which have been set since the body was rendered.
-    EXPECT_EQ(take_trace_texts().at(2), "Send request:\n" + saved(both) + "\n");
+    EXPECT_EQ(take_traces().at(2).text, "Send request:\n" + saved(both) + "\n");
 }
 
 // ---- The host's signals and memory
@@ -452,15 +443,12 @@ TEST(Signals, AtAnyTime) {
     sigaction(SIGALRM, &action, nullptr);
     signals_seen = 0;
     scripted_server server({reads_slowly});
-    unsigned short refusing;
-    const int nobody = support::bind_loopback(refusing);
     const itimerval often{{0, 1000}, {0, 1000}}, never{};
     setitimer(ITIMER_REAL, &often, nullptr);
     EXPECT_EQ(call(60000).post(server.url()), 1);
     take_traces();
     EXPECT_EQ(call().post(loopback(refusing), 250), 0);
     setitimer(ITIMER_REAL, &never, nullptr);
-    close(nobody);
     EXPECT_LE(times_traced("Try to connect\n"), 4); // 100 ms from each to the next
     EXPECT_GT(signals_seen, 10);
     EXPECT_EQ(server.stop().size(), 1u);

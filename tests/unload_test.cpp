@@ -43,10 +43,11 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     EXPECT_EQ(read_file(path), "");
     take_traces();
     EXPECT_EQ(dlclose(orv), 0);
-    EXPECT_EQ(take_trace_texts(),
-              (std::vector<std::string>{"openWrite " + path, "openWrite again", "openWrite::write",
-                                        "openWrite::write OK", "openWrite::write error",
-                                        "Unload library"}));
+    const std::vector<traced> expected{
+        {0x1004, "openWrite " + path},      {0x1004, "openWrite again"},
+        {0x1004, "openWrite::write"},       {0x1004, "openWrite::write OK"},
+        {0x1004, "openWrite::write error"}, {0x1004, "Unload library"}};
+    EXPECT_EQ(take_traces(), expected);
     EXPECT_EQ(dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr); // it is gone
 }
 

@@ -29,10 +29,3 @@ std::vector<traced> take_traces() {
         lines = new std::vector<traced>;
     return std::exchange(*lines, {});
 }
-
-std::vector<std::string> take_trace_texts() {
-    std::vector<std::string> texts;
-    for (traced& line : take_traces())
-        texts.push_back(std::move(line.text));
-    return texts;
-}

@@ -15,5 +15,3 @@ struct traced {
 
 // The traces since the last call, of all threads; the first call begins the record.
 std::vector<traced> take_traces();
-// The texts alone.
-std::vector<std::string> take_trace_texts();
