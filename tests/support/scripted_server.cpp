@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <cstdio>
+#include <cerrno>
 #include <cstdlib>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace support {
@@ -23,10 +24,8 @@ sockaddr_in loopback_address(unsigned short port) {
 } // namespace
 
 void require(bool works, const char* what) {
-    if (!works) {
-        std::perror(what);
-        std::abort();
-    }
+    if (!works)
+        throw std::system_error(errno, std::generic_category(), what);
 }
 
 int bind_loopback(unsigned short& port) {
@@ -63,8 +62,7 @@ void peer::read_request(unsigned long at_once, int pause) {
             if (length < head)
                 wanted += std::strtoul(received.c_str() + length + 18, nullptr, 10);
         }
-        if (pause != 0)
-            wait(pause);
+        wait(pause);
     }
 }
 

@@ -9,7 +9,7 @@
 
 namespace support {
 
-// Ends the program if something that the tests rest on does not work.
+// Throws if something that the tests rest on does not work.
 void require(bool works, const char* what);
 // A socket bound to a free port, which it tells.
 int bind_loopback(unsigned short& port);
