@@ -78,17 +78,14 @@ TEST_F(Store, Paths) {
 }
 
 TEST_F(Store, Numbers) {
-    const struct {
-        const char* text;
-        int value;
-    } rows[] = {{"x", 0}, {" +5abc", 5}, {"-2147483648", INT_MIN}};
-    for (const auto& row : rows) {
-        ORVSC_SetString("r", "k", row.text);
-        EXPECT_EQ(ORVSC_GetInt("r", "k", 99), row.value) << row.text;
-        ORVSC_SetInt("r", "k", row.value); // the same number: the text stays
-        EXPECT_EQ(get("r", "k"), row.text);
-        ORVSC_SetInt("r", "k", row.value + 1);
-        EXPECT_EQ(get("r", "k"), std::to_string(row.value + 1));
+    const std::pair<const char*, int> rows[] = {{"x", 0}, {" +5abc", 5}, {"-2147483648", INT_MIN}};
+    for (const auto& [text, value] : rows) {
+        ORVSC_SetString("r", "k", text);
+        EXPECT_EQ(ORVSC_GetInt("r", "k", 99), value) << text;
+        ORVSC_SetInt("r", "k", value); // the same number: the text stays
+        EXPECT_EQ(get("r", "k"), text);
+        ORVSC_SetInt("r", "k", value + 1);
+        EXPECT_EQ(get("r", "k"), std::to_string(value + 1));
     }
     EXPECT_EQ(ORVSC_GetInt("r", "missing", 99), 99);
 }

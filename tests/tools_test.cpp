@@ -17,8 +17,7 @@ struct row {
     const char* says;
 };
 
-class Tools : public testing::Test {
-protected:
+struct Tools : testing::Test {
     Tools() {
         setenv("PATH", (ORV_TOOLS ":" + std::string(getenv("PATH"))).c_str(), 1);
         setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // stream<0> keeps blocks by contract
@@ -34,21 +33,21 @@ protected:
         ORV_close();
         write_file(path("cut"), read_file(path("f")).substr(0, 64));
     }
-    std::string path(const char* name) const { return directory_.file(name); }
+    std::string path(const char* name) const { return directory.file(name); }
     int run(const std::string& command) {
         std::FILE* pipe = popen(("cd " + path("") + "; (" + command + ") 2>&1").c_str(), "r");
-        said_.clear();
+        said.clear();
         for (int c; (c = std::fgetc(pipe)) != EOF;)
-            said_ += static_cast<char>(c);
+            said += static_cast<char>(c);
         return WEXITSTATUS(pclose(pipe));
     }
     void expect(const std::string& before, const row& row) {
-        EXPECT_EQ(run(before + row.typed), row.status) << row.typed << "\n" << said_;
-        EXPECT_NE(said_.find(row.says), std::string::npos) << row.typed << "\n" << said_;
+        EXPECT_EQ(run(before + row.typed), row.status) << row.typed << "\n" << said;
+        EXPECT_NE(said.find(row.says), std::string::npos) << row.typed << "\n" << said;
     }
 
-    temporary_directory directory_;
-    std::string said_;
+    temporary_directory directory;
+    std::string said;
 };
 
 TEST_F(Tools, SettingsAreShownAndSet) {
