@@ -15,18 +15,15 @@ namespace {
 unsigned char* raw(std::string& of) { return reinterpret_cast<unsigned char*>(of.data()); }
 
 bin_t to_bin(const std::string& from) { return bin_t(from.data(), from.size()); }
-std::string from_bin(const bin_t& from) { return std::string(from.data(), from.length()); }
 
 // AES in CBC mode without padding, over whole blocks, with an initial vector of zeros.
 std::string openssl_cbc(std::string in, std::string key) {
-    const EVP_CIPHER* cipher = key.size() == 16   ? EVP_aes_128_cbc()
-                               : key.size() == 24 ? EVP_aes_192_cbc()
-                                                  : EVP_aes_256_cbc();
+    const std::string cipher = "AES-" + std::to_string(key.size() * 8) + "-CBC";
     const unsigned char zeros[16] = {};
     std::string out(in.size() + 16, 0);
     int length = 0;
     EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
-    EVP_EncryptInit_ex(context, cipher, nullptr, raw(key), zeros);
+    EVP_EncryptInit_ex(context, EVP_get_cipherbyname(cipher.c_str()), nullptr, raw(key), zeros);
     EVP_CIPHER_CTX_set_padding(context, 0);
     EVP_EncryptUpdate(context, raw(out), &length, raw(in), static_cast<int>(in.size()));
     EVP_CIPHER_CTX_free(context);
@@ -61,11 +58,11 @@ TEST(Aes, FramedBlocksAreThoseOfOpenSSL) {
                 blocks.resize((blocks.size() + 15) / 16 * 16);
             }
             const bin_t cipher = ORV::aes::encrypt(to_bin(plain), raw(key), bits);
-            ASSERT_EQ(from_bin(cipher), openssl_cbc(blocks, key)) << length << ' ' << bits;
+            ASSERT_EQ(cipher, to_bin(openssl_cbc(blocks, key))) << length << ' ' << bits;
             // Blocks whose length is out of range are skipped, and the last few bytes are none.
             const std::string others = "\x10" + std::string(15, 'x') + "\xff" + std::string(31, 0);
-            const bin_t more = to_bin(openssl_cbc(others + blocks, key) + "no block");
-            ASSERT_EQ(from_bin(ORV::aes::decrypt(more, raw(key), bits)), plain);
+            const bin_t more = to_bin(openssl_cbc(others + blocks, key).append(length % 16, 'x'));
+            ASSERT_EQ(ORV::aes::decrypt(more, raw(key), bits), to_bin(plain));
         }
     }
 }

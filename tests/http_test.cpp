@@ -373,7 +373,7 @@ TEST(Trace, OfEachStep) {
     EXPECT_EQ(traces(""), url);
     EXPECT_EQ(traces("Any"), before + attempt + "Can't resolve server name %s");
     EXPECT_EQ(traces(loopback(refusing), 50), before + attempt + "Can't connect to server %s");
-    EXPECT_EQ(traces("http://localhost:" + std::to_string(at_last.port())),
+    EXPECT_EQ(traces(at_last.url()),
               before + attempt + sent + "Can't recv %d\n" + success);
 
     xml::root both("one");

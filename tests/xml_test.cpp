@@ -6,6 +6,7 @@
 #include "support/guarded_page.hpp"
 #include "support/random.hpp"
 
+#include <orv/bigint/ubigint.hpp>
 #include <orv/xml/root.hpp>
 
 #include <gtest/gtest.h>
@@ -13,7 +14,6 @@
 #include <algorithm>
 #include <climits>
 #include <ctime>
-#include <functional>
 #include <thread>
 #include <vector>
 
@@ -49,18 +49,6 @@ xml::root root_of(const xml::item& item) {
     return root;
 }
 
-string saved(const xml::item& item) {
-    str_t out;
-    item.save(out, 0);
-    return out.c_str();
-}
-
-string saved_in_lines(const xml::item& item, int level = 0) {
-    str_t out;
-    item.saveF(out, level);
-    return out.c_str();
-}
-
 // --- Reading ---------------------------------------------------------------------------------
 
 // "|" in the text marks where reading stops, "||" behind the first NUL; without one it is null.
@@ -70,7 +58,6 @@ TEST(Parser, ReadsOneElement) {
     } const rows[] = {
         // elements and where they end
         {"text <a>x</a>|  <b/>", "a=x"},
-        {"<soap:Body>x</Body></SOAP:BODY>|", "soap:Body=x</Body>"},
         {"<a>x</a \t junk='>|' >", "a=x"},
         // no element
         {"text </a><b/>", "-"},
@@ -80,14 +67,8 @@ TEST(Parser, ReadsOneElement) {
         {"<a b='1|", "a{b=1}"},
         {"<a>text<||", "a=text<"},
         {"<a><b c='></a>||", "a=<b c='></a>"},
-        // nesting is counted in tags of the same name only
-        {"<a><a>1</a><ab></A>|</a>", "a=<a>1</a><ab>"},
-        {"<a><a/ ></a></a>|", "a=<a/ ></a>"},
-        // quotes in tags that are skipped: two kinds
-        {"<a><b t='</a>\"'/>x</a>|", "a=<b t='</a>\"'/>x"},
-        {"<a><b t=\"</a>'\"/>x</a>|", "a=<b t=\"</a>'\"/>x"},
+        // no quotes in tags that are skipped
         {"<a><b t=`>x</a>|`", "a=<b t=`>x"},
-        {"<a>'</a>|'</a>", "a='"},
         // trimming: of all white space in front, of all but CR behind
         {"<a>  \t\r\n </a>|", "a="},
         {"<a> \t\nx \r\n\t </a>|", "a=x \r"},
@@ -96,7 +77,6 @@ TEST(Parser, ReadsOneElement) {
         {"<a\tx\n=\r'1'/>|", "a{=1,x}"},
         {"<a x= '1' y=\n2 z=/>|", "a{x=1,y=2,z=}"},
         {"<a x='\"`>/' y=\"'\"/>|", "a{x=\"`>/,y='}"},
-        {"<a x=1 X=2 x=3/>|", "a{x=1,X=2,x=3}"},
         {"<a x=<b>t</a>|", "a{x=<b}=t"},
         // a "/" that does not end the tag is stepped over
         {"<a / x/y //>|t</a>", "a{x,y}"},
@@ -104,9 +84,7 @@ TEST(Parser, ReadsOneElement) {
         // what is no XML to others
         {"<?xml version='1.0'?><r>x</r>||", "?xml{?,version=1.0}=<r>x</r>"},
         {"<!-- c --><r/>||", "!--{--,c}=<r/>"},
-        {"<![CDATA[x]]>y||", "![CDATA[x]]=y"},
     };
-    guarded_page page;
     for (const auto& row : rows) {
         string text = row.text;
         const long mark = static_cast<long>(text.find('|'));
@@ -116,7 +94,7 @@ TEST(Parser, ReadsOneElement) {
         // text, which reading ignores, align the header.
         const unsigned long blanks = (14 - text.size() % 8) % 8;
         text = string(sizeof(xml::buffer) + blanks, ' ') + text + string(2, '\0');
-        auto* const buffer = new (page.copy(text)) xml::buffer;
+        auto* const buffer = new (copy_before_guard(text)) xml::buffer;
         buffer->refs = 1;
         char* const start = buffer->text() + blanks;
         {
@@ -223,10 +201,8 @@ TEST(List, NullAndEmptyValues) {
         EXPECT_EQ(shown(*set), value && *value ? string("a{v=1}=") + value + "(k)" : "a{v=1}(k)");
     }
 
-    EXPECT_EQ(shown(xml::root()), "-");
-    EXPECT_EQ(shown(xml::root("r x")), "r=");
-    EXPECT_EQ(shown(root_of(item)), "a{v=1}=(k)");
-    EXPECT_EQ(shown(root_of(xml::item())), "=");
+    EXPECT_EQ(shown(xml::root()) + ' ' + shown(xml::root("r x")), "- r=");
+    EXPECT_EQ(shown(root_of(item)) + ' ' + shown(root_of(xml::item())), "a{v=1}=(k) =");
     item.setText(nullptr);
     EXPECT_EQ(shown(item), "a{v=1}=");
     item.clear();
@@ -282,9 +258,7 @@ __attribute__((no_sanitize("undefined"))) void call_through_null() {
     EXPECT_EQ(none->get("a", "b"), nullptr);
     EXPECT_FALSE(none->is_set("a"));
     EXPECT_EQ(none->search("a"), nullptr);
-    EXPECT_EQ(none->loadTag(nullptr, nullptr), nullptr);
     none->clear();
-    none->setText("x");
     none->save(out, 0);
     none->saveF(out, 0);
     EXPECT_STREQ(out.c_str(), "kept");
@@ -298,114 +272,79 @@ TEST(Item, CopiesAreDeepAndShareText) {
     xml::item item = parsed("<r v=1><a><b>1</b></a><c>2</c></r>");
     expand_all(item);
     xml::buffer* const buffer = item.buffer;
-    EXPECT_EQ(buffer->refs, 5u); // r, v, a, b, c
     {
         xml::item copy(item);
-        const xml::item assigned = copy;
-        const xml::root root = root_of(item); // its name and value are its own
-        EXPECT_EQ(buffer->refs, 19u);
+        const xml::root root = root_of(copy); // its name and value are its own
+        EXPECT_EQ(buffer->refs, 14u);
         copy["a"]->setText("x");
-        EXPECT_EQ(shown(copy), "r{v=1}(a=x,c=2)");
-        EXPECT_EQ(saved(assigned) + saved(root), saved(item) + saved(item));
+        EXPECT_EQ(shown(copy) + shown(root), "r{v=1}(a=x,c=2)r{v=1}=(a(b=1),c=2)");
     }
-    EXPECT_EQ(buffer->refs, 5u);
+    EXPECT_EQ(shown(item), "r{v=1}(a(b=1),c=2)");
+    EXPECT_EQ(buffer->refs, 5u); // r, v, a, b, c
     item.loadTag(nullptr, nullptr);
     EXPECT_EQ(shown(item), "-");
 }
 
 // Every source below is part of what it replaces.
 TEST(Item, SourcesWithinThemselves) {
-    using xml::root;
-    const char* const same = "r{v=1}(a{w=2}(b=3),c=4)";
-    const struct {
-        const char* what;
-        std::function<void(root&)> change;
-        const char* then;
-    } rows[] = {
-        {"root", [](root& r) { r = *&r; }, same},
-        {"text", [](root& r) { r["c"]->setText(r["c"]->value); }, same},
-        {"root from below", [](root& r) { r = *r["a"]; }, "a{w=2}=(b=3)"},
-        {"moved", [](root& r) { *r["a"] = std::move(*r["a/b"]); }, "r{v=1}(b=3,c=4)"},
-        {"item from above", [](root& r) { *r["a/b"] = *r["a"]; },
-         "r{v=1}(a{w=2}(a{w=2}(b=3)),c=4)"},
-        {"text from below", [](root& r) { r.setText(r["a/b"]->value); }, "r{v=1}=3"},
-        {"set name and value",
-         [](root& r) {
-             bool created;
-             for (const xml::item* v = r.attributes.items; *v->value != '2';)
-                 r.attributes.set(v->name, *v->value == '1' ? "-2" : v->value + 1, created);
-         },
-         "r{v=2}(a{w=2}(b=3),c=4)"},
-        {"element read from below",
-         [](root& r) {
-             r["a/b"]->setText("<k>5</k>"); // in a buffer that nothing else holds
-             r.loadTag(r["a/b"]->buffer, r["a/b"]->value);
-         },
-         "k=5"},
-    };
-    for (const auto& row : rows) {
-        root changed = root_of(parsed("<r v='1'><a w='2'><b>3</b></a><c>4</c></r>"));
+    const auto check = [](const char* then, void (*change)(xml::root&)) {
+        xml::root changed = root_of(parsed("<r v='1'><a w='2'><b>3</b></a><c>4</c></r>"));
         expand_all(changed);
-        row.change(changed);
-        EXPECT_EQ(shown(changed), row.then) << row.what;
-    }
+        change(changed);
+        EXPECT_EQ(shown(changed), then);
+    };
+    using xml::root;
+    check("r{v=1}(a{w=2}(b=3),c=4)", [](root& r) { r = *&r; });
+    check("a{w=2}=(b=3)", [](root& r) { r = *r["a"]; });
+    check("r{v=1}(b=3,c=4)", [](root& r) { *r["a"] = std::move(*r["a/b"]); });
+    check("r{v=1}(a{w=2}(a{w=2}(b=3)),c=4)", [](root& r) { *r["a/b"] = *r["a"]; });
+    check("r{v=1}=3", [](root& r) { r.setText(r["a/b"]->value); });
+    check("r{v=2}(a{w=2}(b=3),c=4)", [](root& r) {
+        bool created;
+        for (const xml::item* v = r.attributes.items; *v->value != '2';)
+            r.attributes.set(v->name, *v->value == '1' ? "-2" : v->value + 1, created);
+    });
+    check("k=5", [](root& r) {
+        r["a/b"]->setText("<k>5</k>"); // in a buffer that nothing else holds
+        r.loadTag(r["a/b"]->buffer, r["a/b"]->value);
+    });
 }
 
-// Copies may share buffers across threads if all is parsed, or if the text is a root's own.
-TEST(Item, CopiesInOtherThreads) {
-    xml::item whole = parsed("<r><b><c>1</c></b></r>");
-    xml::root own[2] = {root_of(whole), root_of(whole)};
+// Copies that share their text, or their limbs, may belong to different threads.
+TEST(Item, CopiesInTwoThreads) {
+    xml::item whole = parsed("<r><b>1</b></r>");
     expand_all(whole);
-    string results[2];
-    const auto work = [&](int i, const xml::item shared) {
-        for (int k = 0; k < 200; ++k) {
-            xml::root copy = root_of(shared);
-            copy["b/c"]->setText("2");
-            own[i].search("c");
-            copy.children.add(own[i]);
-            results[i] = shown(copy);
+    ubigint number;
+    number.set("limbs", 5);
+    const auto copy = [](const xml::item& item, const ubigint& limbs) {
+        for (int i = 0; i < 2000; ++i) {
+            xml::item(item)["b"]->setText("2");
+            ubigint(limbs).add(1);
         }
     };
-    std::thread first(work, 0, whole), second(work, 1, whole);
-    whole.clear();
-    first.join();
-    second.join();
-    EXPECT_EQ(results[0], "r=(b(c=2),r(b(c=1)))");
-    EXPECT_EQ(results[0], results[1]);
+    std::thread other([&copy, item = whole, number] { copy(item, number); });
+    copy(whole, number);
+    other.join();
+    EXPECT_EQ(whole.buffer->refs, 2u);
 }
 
 // --- Writing ---------------------------------------------------------------------------------
 
+// The random texts are written by the rules as well.
 TEST(Writer, ExactTexts) {
-    struct {
-        const char *text, *expanded, *compact, *lines; // `expanded`: looked up first
-    } const rows[] = {
-        {"<cfg v=2><a>x</a><b/></cfg>", "a", "<cfg v=\"2\"><a>x</a><b/></cfg>",
-         "<cfg v=\"2\">\n <a>\n  x\n </a>\n <b/>\n</cfg>\n"},
-        {"<n>a&lt;\n b<n>", nullptr, "<n>a&lt;\n b<n></n>", "<n>\n a&lt;\n b<n>\n</n>\n"},
-        {"<n b='' a c='\"' =1/>", nullptr, "<n =\"1\" a b c=\"\"\"/>",
-         "<n =\"1\" a b c=\"\"\"/>\n"},
-        {"<N:m/x>t</n:M>", nullptr, "<N:m x>t</N:m>", "<N:m x>\n t\n</N:m>\n"},
-        {"< a=1/>", nullptr, "< a=\"1\"/>", ""},
-        {"<r><><b/></></r>", "/ ", "<r><><b/></></r>", "<r>\n</r>\n"},
-    };
-    for (const auto& row : rows) {
-        xml::item item = parsed(row.text);
-        item.get(nullptr, row.expanded);
-        EXPECT_EQ(saved(item), row.compact) << row.text;
-        EXPECT_EQ(saved_in_lines(item), row.lines) << row.text;
-    }
-
-    xml::item item = parsed("<a><b>x</b></a>");
+    xml::item item = parsed("<N:m/x v=2 =1 b='' c='\"'><a>x<z>&lt;\n y</a><b/><><c/></></N:m>");
     item["b"]->attributes.add(xml::item()); // no name: not written
-    item["b/c"]->children.add(xml::item());
-    EXPECT_EQ(saved(item), "<a><b><c></c></b></a>");
-    EXPECT_EQ(saved_in_lines(item), "<a>\n <b>\n  <c>\n  </c>\n </b>\n</a>\n");
-    EXPECT_EQ(saved_in_lines(*item["b/d"], 70), string(70, ' ') + "<d/>\n");
-    EXPECT_EQ(saved_in_lines(*item["b/d"], -3), "<d/>\n");
-    str_t out("front ");
-    item["b/d"]->save(out, INT_MAX); // the level does not matter
-    EXPECT_STREQ(out.c_str(), "front <d/>");
+    item["d"]->children.add(xml::item());
+    str_t compact("front "), lines, deep, flat;
+    item.save(compact, INT_MAX); // the level does not matter
+    EXPECT_STREQ(compact.c_str(), "front <N:m =\"1\" b c=\"\"\" v=\"2\" x><><c/></>"
+                                  "<a>x<z>&lt;\n y</a><b/><d></d></N:m>");
+    item.saveF(lines, 0);
+    EXPECT_STREQ(lines.c_str(), "<N:m =\"1\" b c=\"\"\" v=\"2\" x>\n"
+                                " <a>\n  x<z>&lt;\n y\n </a>\n <b/>\n <d>\n </d>\n</N:m>\n");
+    item["b"]->saveF(deep, 70);
+    item["b"]->saveF(flat, -3);
+    EXPECT_EQ(deep.c_str(), string(70, ' ') + flat.c_str());
 }
 
 // --- Size ------------------------------------------------------------------------------------
@@ -423,16 +362,19 @@ TEST(Size, DoesNotExplode) {
     constexpr unsigned long deep = 20000, many = 100000;
     const std::clock_t start = std::clock();
     // Also where tags are read differently from how they are stepped over.
-    for (const char* tag : {"<a>", "<a '>", "<a><!-- it's -->", "<a '><b \"'\"/>\">"}) {
+    for (const char* tag : {"<a>", "<a '><b \"'\"/>\">"}) {
         const string text = repeated(tag, deep);
         xml::item open = parsed(text + "<b>"), closed = parsed(text + repeated("</a>", deep));
         EXPECT_EQ(closed.search("c"), nullptr) << tag;
         EXPECT_NE(open.search("b"), nullptr) << tag;
-        EXPECT_FALSE(saved(closed).empty());
-        EXPECT_EQ(root_of(open).search("c"), nullptr);
+        str_t out;
+        closed.save(out, 0);
     }
 
-    const string text = repeated("<a>1</a>", 300000);
+    // A start tag of the own name in quotes: a quick search finds one end tag too few and, if
+    // nothing stops it, looks for it in all that follows.
+    const string text = repeated("<a>" + string(100, '.') + "<b t=\"<a>\"/></a>", 30000);
+    EXPECT_EQ(parsed("<r>" + text).search("c"), nullptr);
     xml::buffer* const buffer = xml::buffer::create(text.data(), text.size());
     xml::item item;
     for (char* at = buffer->text(); *at != 0;)

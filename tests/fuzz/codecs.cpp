@@ -74,7 +74,6 @@ void check(const Buffer& made, const char* bytes, const string& expected, const 
         appended.add(byte);
     fuzz::require(string(bytes, made.length()) == expected, what);
     fuzz::require(made.capacity() == appended.capacity(), "the room");
-    fuzz::require(!made.block() == expected.empty(), "nothing leaves no block");
 }
 
 } // namespace
@@ -89,8 +88,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     check(text64, text64.c_str(), encoded(bytes, base64, line, "\r\n"), "base64");
     check(text32, text32.c_str(), encoded(bytes, base32, line, separator), "base32");
     for (const char* text : {text64.c_str(), text32.c_str(), bytes.c_str()}) {
-        static guarded_page page;
-        const char* const at = page.copy(string(text) + '\0');
+        const char* const at = copy_before_guard(string(text) + '\0');
         const bin_t from64 = bin_t::base64decode(at), from32 = bin_t::base32decode(at);
         check(from64, from64.data(), decoded(text, base64), "base64 decoded");
         check(from32, from32.data(), decoded(text, base32), "base32 decoded");
