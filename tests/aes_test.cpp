@@ -31,19 +31,15 @@ std::string openssl_cbc(std::string in, std::string key) {
 }
 
 TEST(Aes, SingleBlocks) {
-    seeded_random random;
-    for (int bits : {128, 192, 256}) {
-        std::string key = random.bytes(static_cast<unsigned>(bits) / 8);
-        const std::string plain = random.bytes(16);
-        std::string block = plain, other(16, 0);
-        ORV::aes there, back;
-        ASSERT_TRUE(there.setkey_enc(raw(key), bits) && back.setkey_dec(raw(key), bits));
-        there.crypt_ecb(ORV::aes::mode_t(2), raw(block), raw(other));    // any value but 0
-        there.crypt_ecb(ORV::aes::mode_encrypt, raw(block), raw(block)); // in place
-        EXPECT_TRUE(block == other && block == openssl_cbc(plain, key)) << bits;
-        back.crypt_ecb(ORV::aes::mode_decrypt, raw(block), raw(block));
-        EXPECT_EQ(block, plain) << bits;
-    }
+    const std::string plain(16, 'p');
+    std::string key(24, 'k'), block = plain, other(16, 0);
+    ORV::aes there, back;
+    ASSERT_TRUE(there.setkey_enc(raw(key), 192) && back.setkey_dec(raw(key), 192));
+    there.crypt_ecb(ORV::aes::mode_t(2), raw(block), raw(other));    // any value but 0
+    there.crypt_ecb(ORV::aes::mode_encrypt, raw(block), raw(block)); // in place
+    EXPECT_TRUE(block == other && block == openssl_cbc(plain, key));
+    back.crypt_ecb(ORV::aes::mode_decrypt, raw(block), raw(block));
+    EXPECT_EQ(block, plain);
 }
 
 TEST(Aes, FramedBlocksAreThoseOfOpenSSL) {

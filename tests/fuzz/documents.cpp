@@ -37,7 +37,8 @@ string written(const xml::item& item, const string& spaces, const string& end) {
     const string name = name_of(item), deeper = end.empty() ? "" : spaces + ' ';
     if (!item.name || (name.empty() && !end.empty()))
         return "";
-    string tag = spaces + '<' + name, content;
+    const bool has_text = item.value && *item.value && item.children.count == 0;
+    string tag = spaces + '<' + name, content = has_text ? deeper + item.value + end : "";
     for (unsigned long i = 0; i < item.attributes.count; ++i) {
         const xml::item& attribute = item.attributes.items[i];
         const bool has_value = attribute.value && *attribute.value;
@@ -45,11 +46,9 @@ string written(const xml::item& item, const string& spaces, const string& end) {
     }
     for (unsigned long i = 0; i < item.children.count; ++i)
         content += written(item.children.items[i], deeper, end);
-    const bool has_children = item.children.count != 0, has_text = item.value && *item.value;
-    if (!has_children && !has_text)
+    if (!has_text && item.children.count == 0)
         return tag + "/>" + end;
-    return tag + '>' + end + (has_children ? content : deeper + item.value + end) + spaces + "</" +
-           name + '>' + end;
+    return tag + '>' + end + content + spaces + "</" + name + '>' + end;
 }
 
 void read(const string& path, const string& text) {
