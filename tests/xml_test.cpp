@@ -317,7 +317,7 @@ TEST(Item, CopiesInTwoThreads) {
     ubigint number;
     number.set("limbs", 5);
     const auto copy = [](const xml::item& item, const ubigint& limbs) {
-        for (int i = 0; i < 2000; ++i) {
+        for (int i = 0; i < 20000; ++i) {
             xml::item(item)["b"]->setText("2");
             ubigint(limbs).add(1);
         }
