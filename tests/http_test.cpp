@@ -341,9 +341,9 @@ TEST(Exchange, DoesNotWaitForAcknowledgements) {
             EXPECT_EQ(recv(made, &reply, 1, 0), 1);
             close(made);
         });
-        EXPECT_LE(best_of(9, [&] { EXPECT_EQ(call(size).post(server.url()), 1); }),
-                  1.2 * plain + 30)
-            << size;
+        const double most = 1.2 * plain + 30; // a stalled one takes 40 more, each time
+        const auto post = [&] { EXPECT_EQ(call(size).post(server.url()), 1); };
+        EXPECT_LE(best_of(50, post, most), most) << size;
     }
 }
 
@@ -373,8 +373,7 @@ TEST(Trace, OfEachStep) {
     EXPECT_EQ(traces(""), url);
     EXPECT_EQ(traces("Any"), before + attempt + "Can't resolve server name %s");
     EXPECT_EQ(traces(loopback(refusing), 50), before + attempt + "Can't connect to server %s");
-    EXPECT_EQ(traces(at_last.url()),
-              before + attempt + sent + "Can't recv %d\n" + success);
+    EXPECT_EQ(traces(at_last.url()), before + attempt + sent + "Can't recv %d\n" + success);
 
     xml::root both("one");
     str_t error;
