@@ -17,7 +17,8 @@
  *
  * Values are raw text of an XML document, neither escaped nor decoded. Text that holds markup, or
  * begins or ends with white space, does not come back from the file as it was set; and a quote in a
- * name can swallow what stands behind it, as a "<" in a value can. See docs/settings-file.md. base32 or base64 (orv.hpp) carry any bytes.
+ * name can swallow what stands behind it, as a "<" in a value can. See docs/settings-file.md.
+ * base32 or base64 (orv.hpp) carry any bytes.
  */
 #ifndef ORV_H
 #define ORV_H
@@ -69,9 +70,10 @@ ORV_API int ORV_open(const char* path, const char* key);
  * Harmless when nothing is open, and in a child made by fork, which has no claim to its parent's
  * file. Called like ORV_open. Values set are lost if a process ends without it.
  *
- * A save takes a tenth of a second, or two beside another process. If the file cannot be opened for writing it is tried again for
- * 100 seconds, and then the values are lost. So a host makes sure before it opens the store that
- * the folder exists, and that it may write the file, or make one: mkdir, then access with W_OK. */
+ * A save takes a tenth of a second, or two beside another process. If the file cannot be opened for
+ * writing it is tried again for 100 seconds, and then the values are lost. So a host makes sure
+ * before it opens the store that the folder exists, and that it may write the file, or make one:
+ * mkdir, then access with W_OK. */
 ORV_API void ORV_close(void);
 
 /* The number that the setting's text begins with, 0 if it begins with none; `def` only if there is
