@@ -72,7 +72,7 @@ std::string read_file(const std::string& path, int code) {
     std::FILE* const file = std::fopen(path.c_str(), "rb");
     if (!file)
         fail(code, path + ": " + std::strerror(errno));
-    const std::string text = read_all(file, path, code);
+    std::string text = read_all(file, path, code);
     std::fclose(file);
     return text;
 }

@@ -21,7 +21,7 @@ private:
     __extension__ using two_words = unsigned __int128;
 
     struct shift_list {
-        unsigned bits[64];
+        unsigned bits[64] = {};
         unsigned count = 0;
     };
 

@@ -155,7 +155,7 @@ void item::hold(const char* new_name, const char* new_value) {
     char* const value_at = name_at + of_name + 1;
     std::memcpy(name_at, new_name, of_name);
     name_at[of_name] = 0;
-    std::memcpy(value_at, new_value, of_value);
+    std::memcpy(value_at, new_value, of_value + 1);
     if (buffer)
         buffer->release();
     buffer = fresh;
