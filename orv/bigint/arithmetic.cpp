@@ -129,7 +129,8 @@ private:
 
 void ubigint::sub(const ubigint& other) {
     const unsigned long other_count = other.count();
-    // Limb counts are compared as they stand, zero limbs at the top included; this is intended.
+    // Limb counts are compared as they stand, zero limbs at the top included: callers strip their
+    // numbers where that matters, and the header tells them so.
     if (count() < other_count ||
         (count() == other_count && !is_below(other.limbs(), limbs(), other_count)))
         return clear();

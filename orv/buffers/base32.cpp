@@ -27,7 +27,8 @@ constexpr buffers::decoding_table decoding() {
 
 constexpr buffers::decoding_table values = decoding();
 
-// This is not the rule of RFC 4648, where four values give two bytes; it is intended.
+// Not the rule of RFC 4648, where four values give two bytes: codes that were given out are read by
+// this one.
 constexpr unsigned char leftover[] = {0, 1, 1, 2, 3, 3, 4, 5};
 
 } // namespace

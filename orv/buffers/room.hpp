@@ -136,7 +136,7 @@ struct value_traits {
     static unsigned long capacity_for(const block* old, unsigned long total) {
         // An empty old block counts as nothing to grow from, however much is appended: it is
         // replaced by the smallest block, or by just the room that is needed where that is more.
-        // This is intended.
+        // Texts that are emptied and used again stay small by it.
         if (old && old->length == 0)
             return total + 1 > Smallest ? total + 1 : Smallest;
         const unsigned long base = total + total / 2;

@@ -99,7 +99,7 @@ void reply::take_line(const char* line) {
     std::string name(line, name_end);
     const char* const value = line + name_end + (line[name_end + 1] == ' ' ? 2 : 1);
 
-    // A line without a name sets the length too; this is intended.
+    // A line without a name sets the length too, as hosts are told that such lines are read.
     if (name.empty() || strcasecmp(name.c_str(), "Content-Length") == 0) {
         content_length_ = leading_int(value);
     } else if (strncasecmp(name.c_str(), "http/", 5) == 0) {
@@ -110,7 +110,8 @@ void reply::take_line(const char* line) {
         name = "Status";
     }
     // The name is a path: a "/" in it means a nested element, and the empty name the document
-    // itself, which loses the lines gathered so far. Both are intended.
+    // itself, which loses the lines gathered so far. Hosts find both where the transport's page
+    // says.
     header_[name.c_str()]->setText(value);
 }
 

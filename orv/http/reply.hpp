@@ -21,7 +21,7 @@ public:
 
     // Takes the bytes of one chunk. True once the reply is complete. A line end counts only if both
     // its bytes are in one chunk, and a NUL drops the rest of its line in this chunk, or of the
-    // chunk in the body; both are intended.
+    // chunk in the body: hosts are told to expect both.
     bool take(const char* chunk, unsigned long count);
 
     // The status code of the status line, 0 without one.

@@ -161,7 +161,7 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
     ORV_trace6("URL %s\n", buffers::or_empty(url));
     stream<0> scheme, host, path;
     long port;
-    // The two complaints go into different documents; this is intended.
+    // The two complaints go into different documents, where hosts look for each.
     if (!parce(url, scheme, host, port, path)) {
         replyHeader["error"]->setText("Invalid URL:");
         return -1;

@@ -44,7 +44,7 @@ void thread::start() {
     const int error = pthread_create(
         &handle, nullptr, [](void* self) { return thread_func(static_cast<thread*>(self)); }, this);
     // Only -1 counts as failure here, though errors come as positive numbers: those leave the flag
-    // set unless the handle tells. This is intended.
+    // set unless the handle tells. Classes derived from this one see their flag so.
     if (error == -1) {
         handle = pthread_t{};
         isRunning = false;

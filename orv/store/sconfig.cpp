@@ -98,7 +98,8 @@ void keep_to_ourselves(int descriptor) {
     fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
 
-// The sleep and the trace follow every attempt, also the one that succeeds. This is intended.
+// The sleep and the trace follow every attempt, also the one that succeeds: hosts that look at
+// their traces find at least one, and those that open the file wait for as long.
 bool open_to_write(xfile& out, const char* path, long deadline) {
     while (!out.handle) {
         if (runtime::ticks() >= deadline)

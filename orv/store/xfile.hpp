@@ -23,7 +23,7 @@ public:
     // Reads the next line into `line`, without what ended it: CR, LF, one of each in either order,
     // or NUL. False at the end of the file, or if none is open. The file is read in pieces of 255
     // bytes; where a single CR or LF is the last byte of a full piece, the line goes on with the
-    // text behind it. This joining is intended.
+    // text behind it; readers of such files are used to the joined line.
     bool read(str_t& line);
 
     str_t path;                  // of the last open that succeeded
