@@ -251,6 +251,7 @@ TEST(Exchange, ByEveryKindOfServer) {
         {"reads at once, 10 MB", plenty, {answers(ok)}, 1, "200 OK", 10 << 20},
         {"reads slowly, 60 KB", plenty, {reads_slowly}, 1, "200 OK", 60000},
         {"reads slowly, 1 MB", 100, {reads_slowly}, 0, "old", 1 << 20},
+        {"reads slowly, 10 MB", 100, {reads_slowly}, 0, "old", 10 << 20},
         {"never reads, 60 KB", 100, {stalls}, 0, "old", 60000},
         {"never reads, 10 MB", 100, {stalls}, 0, "old", 10 << 20},
         {"resets, 10 MB", 100, {resets}, 0, send_failed, 10 << 20},
