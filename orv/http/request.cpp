@@ -68,13 +68,6 @@ void set_computed_lines(xml::root& header, const char* host, long port, unsigned
     header["Content-Length"]->setText(length.c_str());
 }
 
-void copy_body(const xml::root& body, stream<0>& copy) {
-    const str_t text = rendered(body);
-    const unsigned long length = std::strlen(text.c_str()); // up to the first NUL
-    reserve(copy, length + 1);
-    copy.add(text.c_str(), length);
-}
-
 // Calls `write(name, length of the name, value, length of the value)` for every header line. A name
 // ends at its delimiter; what is missing is empty.
 template <class Write>
@@ -87,7 +80,7 @@ void for_each_line(const xml::root& header, Write write) {
     }
 }
 
-void compose(const stream<0>& path, const xml::root& header, const stream<0>& body,
+void compose(const stream<0>& path, const xml::root& header, const str_t& body,
              stream<0>& message) {
     static constexpr char method[] = "POST ";
     static constexpr char version[] = " HTTP/1.1\r\n";
@@ -171,19 +164,18 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
         return -1;
     }
 
-    // The blocks of streams stay allocated, so the stream that holds the body of the request is
-    // used again for the reply.
-    stream<0> text, message;
     transport::add_default_lines(header);
-    transport::copy_body(body, text);
+    const str_t text = transport::rendered(body); // without a NUL, as all that a document renders
     transport::set_computed_lines(header, host.c_str(), port, text.length());
+    stream<0> message;
     transport::compose(path, header, text, message);
     ORV_trace6("Send header:\n%s\n", transport::rendered(header).c_str());
     // The body as it is by now: the header lines may have been set in the same document.
     ORV_trace6("Send request:\n%s\n",
                &header == &body ? transport::rendered(body).c_str() : text.c_str());
 
-    transport::exchange exchange{host.c_str(), port,      message, text,
+    stream<0> reply;
+    transport::exchange exchange{host.c_str(), port,      message, reply,
                                  replyHeader,  replyBody, error,   transport::deadline(timeout)};
     ORV_trace6("Time %d < %d", static_cast<int>(transport::deadline::now()),
                static_cast<int>(exchange.limit.ticks()));

@@ -7,6 +7,9 @@
 
 namespace runtime {
 
+// Ticks of the system's times() clock, sysconf(_SC_CLK_TCK) of them a second.
+long ticks();
+
 // Asks for the path of the running executable, into `text`. A path that cannot be had, or cannot be
 // converted to ASCII, leaves `text` empty. Not more than 255 bytes of it are taken.
 void executable_path(char (&text)[256]);

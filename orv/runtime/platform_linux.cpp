@@ -12,6 +12,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/times.h>
 #include <unistd.h>
 #include <vector>
 
@@ -34,6 +35,9 @@ bool is_marked_deleted(const std::string& path) {
 }
 
 } // namespace
+
+// Without a place for them, the processor times of all threads are not added up.
+long ticks() { return static_cast<long>(times(nullptr)); }
 
 void executable_path(char (&text)[256]) {
     text[0] = 0;

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <netdb.h>
+#include <sys/times.h>
 
 #if __has_include(<CoreFoundation/CoreFoundation.h>)
 #include <CoreFoundation/CoreFoundation.h>
@@ -32,6 +33,11 @@ void CFRelease(CFTypeRef object);
 #endif
 
 namespace runtime {
+
+long ticks() {
+    tms unused;
+    return static_cast<long>(times(&unused));
+}
 
 void executable_path(char (&text)[256]) {
     text[0] = 0;
