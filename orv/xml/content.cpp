@@ -39,17 +39,17 @@ public:
         // Where an end tag begins in front of `at`, its "/" still is here.
         for (;;) {
             for (; hits_ != 0; hits_ &= hits_ - 1) {
-                char* const hit = looked_at_ - 64 + __builtin_ctzll(hits_);
+                char* const hit = looked_at_ - 32 + __builtin_ctzll(hits_);
                 char* const tag = hit < at ? nullptr : tag_before(hit);
                 if (tag)
                     return tag;
             }
             if (looked_at_ < at)
                 looked_at_ = at;
-            if (end - looked_at_ <= 64)
+            if (end - looked_at_ <= 32)
                 break;
-            look_at(looked_at_);
-            looked_at_ += 64;
+            hits_ = before_name(looked_at_) | before_name(looked_at_ + 16) << 16;
+            looked_at_ += 32;
         }
         for (at = looked_at_; at < end; ++at) {
             if (rank(at[1]) != rank(first_))
@@ -79,31 +79,18 @@ private:
     static char* tag_before(char* at) {
         return *at == '<' ? at : *at == '/' && at[-1] == '<' ? at - 1 : nullptr;
     }
-    void look_at(const char* at) {
-        const bytes16 found[] = {before_name(at), before_name(at + 16), before_name(at + 32),
-                                 before_name(at + 48)};
-        if (((found[0] | found[1]) | (found[2] | found[3])).bits() != 0)
-            hits_ = found[0].bits() | found[1].bits() << 16 | found[2].bits() << 32 |
-                    found[3].bits() << 48;
-    }
-    // Each "<" or "/" of 16 bytes with the byte behind it.
-    bytes16 before_name(const char* at) const {
+    // A bit for each "<" or "/" of 16 bytes with the byte behind it.
+    std::uint64_t before_name(const char* at) const {
         const bytes16 bytes = bytes16::load(at);
         const bytes16 opens = (bytes == bytes16::all('<')) | (bytes == bytes16::all('/'));
-        return opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_);
+        return (opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_)).bits();
     }
 
     char first_;
     bytes16 first_of_16_;
     bytes16 case_bit_;       // upper case is lower case without this bit
     char* looked_at_;        // up to here
-    std::uint64_t hits_ = 0; // of the last 64 bytes looked at
-};
-
-// The states of a check between blocks: outside of tags, in a tag, or in quotes in a tag.
-struct check_state {
-    std::uint64_t in_tag = 0; // 1 if so
-    char quote = 0;           // that is open
+    std::uint64_t hits_ = 0; // of the last 32 bytes looked at
 };
 
 // For each bit, the parity of the bits up to and with it.
@@ -113,47 +100,44 @@ std::uint64_t parity(std::uint64_t bits) {
     return bits;
 }
 
-// Checks 64 bytes for tags that begin with "<" and end with ">" in turn, none of these in quotes.
-// Where both kinds of quotes stand in tags the answer is no, though it might be yes.
-bool check_block(const char* at, check_state& state) {
+// Whether a stretch is still plain with the 64 bytes at `at`: tags begin with "<" and end with ">"
+// in turn, none of these in quotes. Where both kinds of quotes stand in tags the answer is no,
+// though it might be yes.
+bool goes_on(plain_stretch& plain, const char* at) {
     std::uint64_t opens = 0, ends = 0, doubles = 0, singles = 0;
+    bytes16 any_single = bytes16::all(0);
     for (int i = 0; i < 64; i += 16) {
         const bytes16 bytes = bytes16::load(at + i);
         opens |= (bytes == bytes16::all('<')).bits() << i;
         ends |= (bytes == bytes16::all('>')).bits() << i;
         doubles |= (bytes == bytes16::all('"')).bits() << i;
-        singles |= (bytes == bytes16::all('\'')).bits() << i;
+        any_single = any_single | (bytes == bytes16::all('\''));
+    }
+    if (any_single.bits() != 0) { // seldom
+        for (int i = 0; i < 64; i += 16)
+            singles |= (bytes16::load(at + i) == bytes16::all('\'')).bits() << i;
     }
     // From each "<" up to, without, its ">": the difference of the two powers of two. A tag that
     // goes on into the next block borrows from it.
-    const std::uint64_t in_tags = ends - opens - state.in_tag;
+    const std::uint64_t in_tags = ends - opens - plain.in_tag;
     if ((opens & ~in_tags) != 0 || (ends & in_tags) != 0)
         return false;
-    state.in_tag = in_tags >> 63;
 
     doubles &= in_tags;
     singles &= in_tags;
-    if ((doubles | singles) == 0)
-        return state.quote == 0 || ends == 0;
-    if (doubles != 0 ? singles != 0 || state.quote == '\'' : state.quote == '"')
-        return false;
-    const std::uint64_t in_quotes = parity(doubles | singles) ^ (state.quote != 0 ? ~0ull : 0);
-    if ((ends & in_quotes) != 0)
-        return false;
-    state.quote = in_quotes >> 63 == 0 ? '\0' : doubles != 0 ? '"' : '\'';
-    return true;
-}
-
-// Whether the text from `from`, outside of any tag, up to the tag at `to` is plain.
-bool check(const char* from, const char* to) {
-    check_state state;
-    for (; to - from >= 64; from += 64) {
-        if (!check_block(from, state))
+    if ((doubles | singles) == 0) {
+        if (plain.quote != 0 && ends != 0)
             return false;
+    } else {
+        if (doubles != 0 ? singles != 0 || plain.quote == '\'' : plain.quote == '"')
+            return false;
+        const std::uint64_t in_quotes = parity(doubles | singles) ^ (plain.quote != 0 ? ~0ull : 0);
+        if ((ends & in_quotes) != 0)
+            return false;
+        plain.quote = in_quotes >> 63 == 0 ? '\0' : doubles != 0 ? '"' : '\'';
     }
-    char rest[64] = {};
-    std::memcpy(rest, from, static_cast<unsigned long>(to - from));
-    return check_block(rest, state) && state.in_tag == 0;
+    plain.in_tag = in_tags >> 63;
+    return true;
 }
 
 // Steps over what a tag has in common with a name; true if that is all of both. A tag is not looked
@@ -200,7 +184,7 @@ void text_reach::measure(char* at, const char* wanted) {
 
 void end_finder::enter(char* content, unsigned long depth) {
     constexpr unsigned long deep = 16; // enough levels to have been searched one by one
-    char* end = deep_ ? deep_->end_of(content) : nullptr;
+    char* end = content == value_ ? value_end_ : deep_ ? deep_->end_of(content) : nullptr;
     if (!end)
         end = content + std::strlen(content);
     text_ = text_reach::to(end);
@@ -221,6 +205,8 @@ char* end_finder::end(const char* name, char* value) {
     while (end > value && is_trimmed(end[-1]))
         --end;
     *end = 0;
+    value_ = value;
+    value_end_ = end;
     if (deep_)
         deep_->ends(value, end);
     return behind;
@@ -268,7 +254,7 @@ char* end_finder::first_tag(char* at) {
 end_finder::verdict end_finder::search(const char* name, char* first, char*& found) {
     tag_finder tags(*name, first);
     unsigned long depth = 1;
-    const char* last_met = first;
+    char* last_met = first;
     char* at = first;
     for (long reach = 1024;; reach *= 2) {
         char* const limit = text_.behind(first, reach);
@@ -297,15 +283,21 @@ end_finder::verdict end_finder::search(const char* name, char* first, char*& fou
     }
 }
 
-// Whether the text between two tags is plain, the second one left out.
-bool end_finder::is_plain(const char* from, const char* to) {
+// Whether the text between two tags is plain. What is behind them in the last 64 bytes looked at
+// counts too.
+bool end_finder::is_plain(char* from, char* to) {
     if (!plain_.begin || from < plain_.begin || from > plain_.end)
         plain_ = {from, from};
-    if (to <= plain_.end)
-        return true;
-    if (!check(plain_.end, to))
-        return false;
-    plain_.end = to;
+    while (to >= plain_.end) {
+        char* const end = text_.behind(plain_.end, 64);
+        const auto count = static_cast<unsigned long>(end - plain_.end);
+        char last[64] = {}; // the text may end before
+        if (count < sizeof last)
+            std::memcpy(last, plain_.end, count);
+        if (!goes_on(plain_, count < sizeof last ? last : plain_.end))
+            return false;
+        plain_.end = end;
+    }
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <orv/xml/tag_index.hpp>
 
+#include <cstdint>
 #include <memory>
 
 namespace xml {
@@ -38,11 +39,14 @@ private:
     bool is_end_ = false;
 };
 
-// A stretch of text that is known to be plain: between `begin` and `end`, both outside of any tag,
-// every "<" begins a tag and every ">" ends one.
+// A stretch of text that is known to be plain: from `begin`, outside of any tag, to `end` every "<"
+// begins a tag and every ">" ends one.
 struct plain_stretch {
-    const char* begin = nullptr;
-    const char* end = nullptr;
+    char* begin = nullptr;
+    char* end = nullptr;
+    // At the end: in a tag (1) or not (0), and in which quotes in that tag, if any.
+    std::uint64_t in_tag = 0;
+    char quote = 0;
 };
 
 // Finds where the elements of a text end, for one operation: what it finds out about the text on
@@ -68,10 +72,12 @@ private:
     bool locate(const char* name, char* value, char*& found);
     char* first_tag(char* at);
     verdict search(const char* name, char* first, char*& found);
-    bool is_plain(const char* from, const char* to);
+    bool is_plain(char* from, char* to);
 
     text_reach text_;
     plain_stretch plain_;
+    char* value_ = nullptr; // that was ended last, and often is what is entered next
+    char* value_end_ = nullptr;
     std::unique_ptr<tag_index> deep_; // made when an operation gets deep
 };
 
