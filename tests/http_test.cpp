@@ -18,10 +18,12 @@
 #include <malloc.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/times.h>
 #include <unistd.h>
+#include <utility>
 
 // The clock of the budgets, which a script may put forward.
 std::atomic<long> hours_gone{0};
@@ -30,6 +32,19 @@ extern "C" ORV_API clock_t times(tms*) noexcept {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return (now.tv_sec + 3600 * hours_gone) * 100 + now.tv_nsec / 10000000;
+}
+
+// How many times more `poll` claims on this thread that all is ready, as systems sometimes do.
+thread_local int false_alarms = 0;
+
+extern "C" ORV_API int poll(pollfd* watched, nfds_t count, int milliseconds) {
+    if (false_alarms > 0) {
+        --false_alarms;
+        watched->revents = POLLIN | POLLOUT;
+        return 1;
+    }
+    const timespec time{milliseconds / 1000, milliseconds % 1000 * 1000000};
+    return ppoll(watched, count, milliseconds < 0 ? nullptr : &time, nullptr);
 }
 
 namespace {
@@ -219,14 +234,25 @@ void post_to(const exchange& row) {
     c.reply_body["old"]->setText("");
     scripted_server server(row.scripts);
     take_traces();
+    false_alarms = 4; // one for the connection; what would block then is no failure
     EXPECT_EQ(c.post(server.url(), row.budget), row.result);
+    // What ends without a reply has waited for one, instead of trying again and again.
+    EXPECT_TRUE(std::exchange(false_alarms, 0) == 0 || row.budget == plenty);
     const std::string error = c.error.c_str();
     EXPECT_EQ(row.error == send_failed ? error.substr(0, send_failed.size()) : error, row.error);
     EXPECT_EQ(c.reply_body.is_set("old"), row.result == 0);
-    if (row.result == 1) { // all has arrived, and in few pieces
+    if (row.result == 1) { // all has arrived, at the first attempt and in few pieces
         const std::string last = server.stop().back(), body = saved(c.body);
         EXPECT_EQ(last.substr(last.size() - body.size()), body);
-        EXPECT_LE(times_traced("Was sent %d bytes\n"), 2 + static_cast<long>(row.envelope >> 15));
+        unsigned long pieces = 0, sent = 0;
+        for (const traced& line : take_traces()) {
+            if (line.format == "Was sent %d bytes\n") {
+                ++pieces;
+                sent += std::stoul(line.text.substr(9));
+            }
+        }
+        EXPECT_EQ(sent, last.size());
+        EXPECT_LE(pieces, 2 + (row.envelope >> 15));
     }
 }
 
