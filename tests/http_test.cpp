@@ -384,6 +384,31 @@ TEST(Exchange, DoesNotWaitForAcknowledgements) {
     }
 }
 
+// An nginx of our own, with all that it writes in a temporary directory.
+TEST(Exchange, WithAServerThatOthersWrote) {
+    const std::string path = "PATH=$PATH:/usr/sbin; ";
+    if (std::system((path + "command -v nginx >/dev/null").c_str()) != 0)
+        GTEST_SKIP() << "there is no nginx here; Debian has it in nginx-light";
+    const temporary_directory directory;
+    unsigned short port;
+    close(support::bind_loopback(port)); // a port that is free now
+    write_file(directory.file("conf"),
+               "daemon off; master_process off; pid pid; error_log log; events {}\n"
+               "http { access_log off; client_body_temp_path 1; proxy_temp_path 2;\n"
+               "fastcgi_temp_path 3; uwsgi_temp_path 4; scgi_temp_path 5; server {\n"
+               "return 200 '<?xml version=\"1.0\"?><a><b>$content_length</b></a>';\n"
+               "listen " +
+                   loopback(port) + "; } }");
+    const std::string nginx = path + "exec nginx -p " + directory.file("") + " -c conf ";
+    FILE* const running = popen(nginx.c_str(), "r");
+    call c(60000);
+    EXPECT_EQ(c.post(loopback(port)), 1) << c.error.c_str(); // as it starts, it refuses
+    EXPECT_EQ(std::system((nginx + "-s stop").c_str()), 0);
+    EXPECT_EQ(pclose(running), 0);
+    EXPECT_EQ(std::string(c.reply_header["Server"]->value).substr(0, 5), "nginx");
+    EXPECT_STREQ(c.reply_body["a/b"]->value, c.header["Content-Length"]->value);
+}
+
 // ---- Trace lines
 
 // The formats of those that one call makes.
