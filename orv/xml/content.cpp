@@ -79,11 +79,10 @@ private:
     static char* tag_before(char* at) {
         return *at == '<' ? at : *at == '/' && at[-1] == '<' ? at - 1 : nullptr;
     }
-    // A bit for each "<" or "/" of 16 bytes with the byte behind it, and for the few other bytes
-    // that are like these where these are like one another: ",-.=>?".
+    // A bit for each "<" or "/" of 16 bytes with the byte behind it.
     std::uint64_t before_name(const char* at) const {
-        constexpr char alike = static_cast<char>(~('<' ^ '/'));
-        const bytes16 opens = (bytes16::load(at) & bytes16::all(alike)) == bytes16::all('<' & '/');
+        const bytes16 bytes = bytes16::load(at);
+        const bytes16 opens = (bytes == bytes16::all('<')) | (bytes == bytes16::all('/'));
         return (opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_)).bits();
     }
 
