@@ -283,22 +283,31 @@ end_finder::verdict end_finder::search(const char* name, char* first, char*& fou
     }
 }
 
-// Whether the text between two tags is plain. What is behind them in the last 64 bytes looked at
-// counts too.
+// Whether the text between two tags is plain, the second one left out.
 bool end_finder::is_plain(char* from, char* to) {
+    constexpr unsigned long block = 64;
     if (!plain_.begin || from < plain_.begin || from > plain_.end)
         plain_ = {from, from};
     while (to >= plain_.end) {
-        char* const end = text_.behind(plain_.end, 64);
+        char* const end = text_.behind(plain_.end, block);
         const auto count = static_cast<unsigned long>(end - plain_.end);
-        char last[64] = {}; // the text may end before
-        if (count < sizeof last)
+        char last[block] = {}; // the text may end before
+        if (count < block)
             std::memcpy(last, plain_.end, count);
-        if (!goes_on(plain_, count < sizeof last ? last : plain_.end))
-            return false;
+        if (!goes_on(plain_, count < block ? last : plain_.end))
+            break;
         plain_.end = end;
     }
-    return true;
+    if (to < plain_.end)
+        return true;
+    // What is behind the two tags may be what is not plain.
+    const auto rest = static_cast<unsigned long>(to - plain_.end);
+    char front[block] = {};
+    if (rest >= block)
+        return false;
+    std::memcpy(front, plain_.end, rest);
+    plain_stretch in_front = plain_;
+    return goes_on(in_front, front) && in_front.in_tag == 0;
 }
 
 } // namespace xml

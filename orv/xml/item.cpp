@@ -6,6 +6,7 @@
 #include <orv/xml/probe.hpp>
 
 #include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -18,17 +19,23 @@ item* find(const list& in, const char* name) {
     return at.found ? in.items + at.index : nullptr;
 }
 
+// For one text, as a rule, all along an operation; most operations find everything parsed.
+using end_finder_if_needed = std::optional<end_finder>;
+
 // The children, pending content parsed first: content is pending while there are no children and
 // the value looks like markup.
-list& children_of(item& element, end_finder& ends, unsigned long depth) {
-    if (element.children.count == 0 && element.value && *element.value == '<')
-        expand(element, ends, depth);
+list& children_of(item& element, end_finder_if_needed& ends, unsigned long depth) {
+    if (element.children.count == 0 && element.value && *element.value == '<') {
+        if (!ends)
+            ends.emplace();
+        expand(element, *ends, depth);
+    }
     return element.children;
 }
 
 template <class Lookup>
 item* walk(item* from, const char* path, Lookup lookup) {
-    end_finder ends; // for one text, as a rule, all along the path
+    end_finder_if_needed ends;
     for (unsigned long depth = 0;; ++depth) {
         while (*path == '/')
             ++path;
@@ -99,7 +106,7 @@ item* item::get(const char* section, const char* key) {
 }
 
 bool item::is_set(const char* child) {
-    end_finder ends;
+    end_finder_if_needed ends;
     return !is_null(this) && find(children_of(*this, ends, 0), child) != nullptr;
 }
 
@@ -112,7 +119,7 @@ item* item::search(const char* wanted) {
         item* end;
     };
     std::vector<siblings> open; // the way back up, in place of calls that a deep tree would exhaust
-    end_finder ends;
+    end_finder_if_needed ends;
     item* at = this;
     for (;;) {
         if (compare_names(wanted, or_empty(at->name)) == 0)
