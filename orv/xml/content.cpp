@@ -289,25 +289,20 @@ bool end_finder::is_plain(char* from, char* to) {
     if (!plain_.begin || from < plain_.begin || from > plain_.end)
         plain_ = {from, from};
     while (to >= plain_.end) {
-        char* const end = text_.behind(plain_.end, block);
-        const auto count = static_cast<unsigned long>(end - plain_.end);
-        char last[block] = {}; // the text may end before
-        if (count < block)
-            std::memcpy(last, plain_.end, count);
-        if (!goes_on(plain_, count < block ? last : plain_.end))
+        if (text_.behind(plain_.end, block) < plain_.end + block || !goes_on(plain_, plain_.end))
             break;
-        plain_.end = end;
+        plain_.end += block;
     }
     if (to < plain_.end)
         return true;
-    // What is behind the two tags may be what is not plain.
+    // The text ends behind `to`, or what is there may be what is not plain.
     const auto rest = static_cast<unsigned long>(to - plain_.end);
-    char front[block] = {};
     if (rest >= block)
         return false;
-    std::memcpy(front, plain_.end, rest);
-    plain_stretch in_front = plain_;
-    return goes_on(in_front, front) && in_front.in_tag == 0;
+    char last[block] = {};
+    std::memcpy(last, plain_.end, rest);
+    plain_stretch up_to = plain_;
+    return goes_on(up_to, last) && up_to.in_tag == 0;
 }
 
 } // namespace xml
