@@ -16,10 +16,9 @@ namespace ORV {
 // Threads: any number of calls at once, each on documents and texts of its own.
 //
 // Memory: a call leaves behind what `stream<0>` keeps by contract (see there): the parts of the
-// URL, the message that was sent, its body once more, and the reply's body where that is longer. A
-// reply's body of more than 16 KB may leave up to four thirds of its size beside that, and a header
-// line of more than 255 bytes up to five times its size. The number of attempts makes no
-// difference.
+// URL, the message that was sent, and the reply's body. A reply's body of more than 16 KB may leave
+// up to four thirds of its size beside that, and a header line of more than 255 bytes up to five
+// times its size. The number of attempts makes no difference.
 class ORV_API http {
 public:
     http() = delete;
