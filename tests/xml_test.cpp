@@ -285,6 +285,32 @@ TEST(Item, CopiesAreDeepAndShareText) {
     EXPECT_EQ(shown(item), "-");
 }
 
+// Whichever is looked into first, and however far the source had been when it was copied.
+TEST(Root, CopiesStandAlone) {
+    const char* const text = "<r v='<w/>'><a u='<x/>'><b><c>1</c></b></a><d>2</d></r>";
+    for (const char* looked_for : {"", "x", "a/x", "a/b/x"}) {
+        xml::root source = root_of(parsed(text)), assigned;
+        source.get(looked_for, nullptr);
+        xml::root copy(source), other(copy), moved(std::move(other));
+        assigned = source;
+        EXPECT_EQ(shown(other), "-");
+        for (xml::root* each : {&copy, &source, &moved, &assigned}) {
+            expand_all(*each);
+            xml::item &v = each->attributes.items[0], &a = each->children.items[0];
+            expand_all(v);
+            expand_all(a.attributes.items[0]);
+            EXPECT_EQ(shown(v) + shown(a), "v(w)a{u(x)}(b(c=1))") << looked_for;
+        }
+    }
+    const xml::root empty;
+    xml::root assigned("x");
+    assigned = empty;
+    str_t out;
+    xml::root(empty).save(out, 0);
+    assigned.save(out, 0);
+    EXPECT_TRUE(out.empty());
+}
+
 // Every source below is part of what it replaces.
 TEST(Item, SourcesWithinThemselves) {
     const auto check = [](const char* then, void (*change)(xml::root&)) {

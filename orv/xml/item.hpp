@@ -21,8 +21,8 @@ namespace xml {
 //
 // Copies are deep but share the text, pending content included. That is parsed in place, so the
 // item that is asked first gets it all and a copy of it what is left: look below an item (`search`
-// for a name that there is not) before copying it, if both are to be asked. A `root` copied from it
-// has at least its own value to itself.
+// for a name that there is not) before copying it, if both are to be asked. A copy of a `root` that
+// is a `root` itself stands alone.
 //
 // Null receivers: every member but assignment and `swap` may be called through a null pointer, as
 // the result of a failed lookup; it answers null or false or does nothing. (The library is compiled

@@ -1,12 +1,36 @@
 #include <orv/xml/root.hpp>
 
 #include <utility>
+#include <vector>
 
 namespace xml {
 
 root::root(const char* element) { hold(element, nullptr); }
 
-root::root(const root& other) : item(other) { hold(name, value); }
+// Pending content is parsed in place, so whatever may become such content is copied as well.
+root::root(const root& other) : item(other) {
+    const auto take_text = [](item& from) {
+        const bool has_name = from.name != nullptr;
+        from.hold(from.name, from.value);
+        if (!has_name)
+            from.name = nullptr;
+    };
+    take_text(*this);
+    std::vector<const list*> levels = {&attributes, &children};
+    while (!levels.empty()) {
+        const list& level = *levels.back();
+        levels.pop_back();
+        for (unsigned long i = 0; i < level.count; ++i) {
+            item& each = level.items[i];
+            if (each.value && *each.value == '<')
+                take_text(each);
+            if (each.attributes.count != 0)
+                levels.push_back(&each.attributes);
+            if (each.children.count != 0)
+                levels.push_back(&each.children);
+        }
+    }
+}
 
 root& root::operator=(const item& source) {
     if (&source == this)
@@ -20,7 +44,11 @@ root& root::operator=(const item& source) {
     return *this;
 }
 
-root& root::operator=(const root& source) { return *this = static_cast<const item&>(source); }
+root& root::operator=(const root& source) {
+    if (&source != this)
+        *this = root(source);
+    return *this;
+}
 
 void root::load(const char* text, unsigned long length) {
     struct owned {

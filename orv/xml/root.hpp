@@ -12,12 +12,21 @@ public:
     root() = default;
     // A document of one empty element: its value is empty, not null.
     explicit root(const char* name);
+    // A deep copy that stands alone: elements share the source's text, but name and value of the
+    // document's own element, and of every one with pending content, are in buffers of the copy's
+    // own. So it does not matter which of the two is looked into first, or in which thread. The
+    // null value of the document's own element becomes an empty one; the copy of a document without
+    // an element has none either. Assigning a document to itself does nothing.
     root(const root& other);
-    // Takes deep copies of the source's children and attributes, which share its text, and its name
-    // and value in a buffer of its own; a null value becomes an empty one. The source may be part
-    // of this document. Assigning a document to itself does nothing.
-    root& operator=(const item& source);
     root& operator=(const root& source);
+    // Takes the whole document over, at the same cost whatever its size, and leaves one without an
+    // element.
+    root(root&& other) noexcept = default;
+    root& operator=(root&& other) noexcept = default;
+    // Takes deep copies of the source's children and attributes, and its name and value in a buffer
+    // of its own; a null name or value becomes an empty one. The source may be part of this
+    // document. Pending content of the children is shared with the source, as it is between items.
+    root& operator=(const item& source);
 
     // Reads a document from a copy of `length` bytes of text, up to the first NUL in them: the
     // first element there, as `loadTag` does. All that was here goes. The text may be part of this
