@@ -19,6 +19,7 @@ set(orv_headers
   orv/store/sconfig.hpp
   orv/store/xfile.hpp
   orv/xml/buffer.hpp
+  orv/xml/escape.hpp
   orv/xml/item.hpp
   orv/xml/list.hpp
   orv/xml/root.hpp

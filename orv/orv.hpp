@@ -20,6 +20,7 @@ namespace xml {}
 #include <orv/store/sconfig.hpp>
 #include <orv/store/xfile.hpp>
 #include <orv/xml/buffer.hpp>
+#include <orv/xml/escape.hpp>
 #include <orv/xml/item.hpp>
 #include <orv/xml/list.hpp>
 #include <orv/xml/root.hpp>

@@ -106,6 +106,8 @@ const operation<values> operations[] = {
     {"text of an element", unchanged, [](values& of) { of.root.setText("new"); }},
     {"set", unchanged, [](values& of) { of.root.attributes.set("a", "2", created); }},
     {"add", unchanged, [](values& of) { of.root.attributes.add(of.root); }},
+    {"remove", unchanged, [](values& of) { of.root.remove("b"); }},
+    {"copy", unchanged, [](values& of) { of.root = xml::root(of.root); }},
     {"path", usable, [](values& of) { of.root["c/new/and/deep"]->setText("five"); }},
     {"parse and walk", usable,
      [](values& of) {

@@ -7,6 +7,7 @@
 #include "support/random.hpp"
 
 #include <orv/bigint/ubigint.hpp>
+#include <orv/xml/escape.hpp>
 #include <orv/xml/root.hpp>
 
 #include <gtest/gtest.h>
@@ -247,6 +248,30 @@ TEST(Item, PathsChildrenAndSearch) {
     EXPECT_NE(xml::item().search(nullptr), nullptr);
 }
 
+TEST(Item, Remove) {
+    struct {
+        const char *text, *path;
+        bool removed;
+        const char* left;
+    } const rows[] = {
+        {"<r><a/><b><c/><d x='1'/></b></r>", "B//c", true, "r(a,b(d{x=1}))"},
+        {"<r><a/><b><c/></b></r>", "/b", true, "r(a)"},
+        {"<r><a><b/></a></r>", "a", true, "r"},
+        {"<r><a>1</a><a>2</a><a>3</a><b/></r>", "a", true, "r(a=1,a=3,b)"}, // the one `get` finds
+        {"<r><a/></r>", "a/b", false, "r(a)"},
+        {"<r><a/></r>", "//", false, "r=<a/>"},
+        {"<r><a/></r>", nullptr, false, "r=<a/>"},
+    };
+    for (const auto& row : rows) {
+        xml::item item = parsed(row.text);
+        const xml::item* const found = item.get(row.path, nullptr);
+        EXPECT_EQ(item.remove(row.path), row.removed) << row.text;
+        EXPECT_EQ(found && found != &item, row.removed) << row.text;
+        EXPECT_EQ(shown(item), row.left);
+        EXPECT_EQ(item.children.items == nullptr, item.children.count == 0);
+    }
+}
+
 // Calls through null are what is tested, so this function must not be told that they are errors.
 __attribute__((no_sanitize("undefined"))) void call_through_null() {
     xml::item* volatile none = nullptr;
@@ -256,7 +281,7 @@ __attribute__((no_sanitize("undefined"))) void call_through_null() {
     EXPECT_EQ(none->get("a", "b", created), nullptr);
     EXPECT_FALSE(created);
     EXPECT_EQ(none->get("a", "b"), nullptr);
-    EXPECT_FALSE(none->is_set("a"));
+    EXPECT_FALSE(none->is_set("a") || none->remove("a"));
     EXPECT_EQ(none->search("a"), nullptr);
     none->clear();
     none->save(out, 0);
@@ -371,6 +396,55 @@ TEST(Writer, ExactTexts) {
     item["b"]->saveF(deep, 70);
     item["b"]->saveF(flat, -3);
     EXPECT_EQ(deep.c_str(), string(70, ' ') + flat.c_str());
+}
+
+// --- Escaping --------------------------------------------------------------------------------
+
+TEST(Escape, AnyTextReadsBack) {
+    seeded_random random;
+    xml::root document("r"), loaded;
+    std::vector<string> texts;
+    bool created;
+    for (int i = 0; i < 3000; ++i) {
+        string text = random.below(3) == 0 ? random.bytes(random.below(300))
+                                           : random.text(random.below(12), "&<>\"'\r\n\t a;#1/");
+        text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
+        const str_t escaped = xml::escape(text.c_str());
+        xml::item* const setting = document[("s/k" + std::to_string(i)).c_str()];
+        setting->setText(escaped.c_str());
+        setting->attributes.set("t", escaped.c_str(), created);
+        texts.push_back(text);
+    }
+    str_t file;
+    document.saveF(file, 0);
+    loaded.load(file.c_str(), file.length());
+    for (size_t i = 0; i < texts.size(); ++i) {
+        const xml::item* const setting = loaded.get("s", ("k" + std::to_string(i)).c_str());
+        ASSERT_EQ(xml::unescape(setting->value).c_str(), texts[i]);
+        ASSERT_EQ(xml::unescape(setting->attributes.items[0].value).c_str(), texts[i]);
+    }
+    EXPECT_STREQ(xml::escape(" \"a\r\n&\t'<b>\n").c_str(),
+                 "&#32;&quot;a&#13;\n&amp;\t&apos;&lt;b&gt;&#10;");
+}
+
+// What others may have written.
+TEST(Escape, References) {
+    struct {
+        const char *text, *unescaped; // null: as it is
+    } const rows[] = {
+        {nullptr, ""},
+        {"&amp;lt; &lt;&gt;&quot;&apos;&amp;#65;", "&lt; <>\"'&#65;"},
+        {"&#65;&#x42;&#0067;&#x0044;&#x7F;&#1;", "ABCD\x7f\x01"},
+        {"&#x80;&#x7ff;&#2048;&#xfFfF;", "\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf"},
+        {"&#xD7FF;&#xE000;", "\xed\x9f\xbf\xee\x80\x80"},
+        {"&#x10000;&#x10FFFF;", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {"&&#&am&amp;;", "&&#&am&;"},
+        {"& &; &amp &AMP; &nbsp; &# &#; &#x; &#X41; &#65 &#6a; &#xg; &#-1; &# 1; &#x", nullptr},
+        {"&#0; &#x0; &#xd800; &#xDFFF; &#x110000; &#1114112; \xff\x80", nullptr},
+        {"&#4294967361; &#18446744073709551681; &#x10000000000000041;", nullptr},
+    };
+    for (const auto& row : rows)
+        EXPECT_STREQ(xml::unescape(row.text).c_str(), row.unescaped ? row.unescaped : row.text);
 }
 
 // --- Size ------------------------------------------------------------------------------------

@@ -135,6 +135,20 @@ item* item::search(const char* wanted) {
     }
 }
 
+bool item::remove(const char* path) {
+    if (is_null(this))
+        return false;
+    list* siblings = nullptr; // of what is found, unless that is this very item
+    const item* const found = walk(this, or_empty(path), [&](list& in, const char* segment) {
+        siblings = &in;
+        return find(in, segment);
+    });
+    if (!found || !siblings)
+        return false;
+    siblings->take_out(static_cast<unsigned long>(found - siblings->items));
+    return true;
+}
+
 unsigned long item::nameLength() const { return is_null(this) || !name ? 0 : name_length(name); }
 
 void item::clear() {

@@ -58,6 +58,11 @@ public:
     // The length of the name up to its delimiter, in bytes; 0 without a name.
     unsigned long nameLength() const;
 
+    // Takes out the element that `get` would find at `path`, with all that is below it; its
+    // siblings of the same name stay. False if there is none there, and for a null receiver and an
+    // empty or null path. If memory runs out, nothing is taken out.
+    bool remove(const char* path);
+
     // Drops value, attributes and children; name and buffer stay.
     void clear();
     // Replaces the text and drops the children; attributes stay. Null counts as empty, and the

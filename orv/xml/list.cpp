@@ -190,4 +190,19 @@ item* list::put(unsigned long at, item& from) {
     return items + at;
 }
 
+// Destroys an item and moves the others into a new array, one smaller.
+void list::take_out(unsigned long at) {
+    if (count == 1) {
+        *this = list();
+        return;
+    }
+    item* smaller = allocate_items(count - 1);
+    move_items(smaller, items, at);
+    move_items(smaller + at, items + at + 1, count - at - 1);
+    items[at].~item();
+    free_items(items);
+    items = smaller;
+    --count;
+}
+
 } // namespace xml

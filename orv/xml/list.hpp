@@ -40,7 +40,10 @@ public:
     unsigned long count = 0;
 
 private:
+    friend class item;
+
     ORV_LOCAL item* put(unsigned long at, item& from);
+    ORV_LOCAL void take_out(unsigned long at);
 };
 
 } // namespace xml

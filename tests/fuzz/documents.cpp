@@ -65,6 +65,7 @@ void read(const string& path, const string& text) {
     bool created;
     const xml::item* const made = by_path.get(nullptr, path.c_str(), created);
     require(found ? made == found && !created : created, "what is not found is created");
+    require(by_path.remove(path.c_str()) == (made != &by_path), "what is found can be removed");
 
     str_t compact, lines;
     by_levels.save(compact, 0);
