@@ -1,6 +1,8 @@
 // What happens when the library is loaded and unloaded.
 #include <orv/orv.h>
 
+#include <orv/http/workspace.hpp>
+
 #include <new>
 
 namespace {
@@ -14,6 +16,7 @@ __attribute__((destructor)) void unloaded() {
     } catch (const std::bad_alloc&) {
         // There is nobody left to tell.
     }
+    transport::free_workspaces();
     ORV_trace4("Unload library");
 }
 

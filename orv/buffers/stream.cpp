@@ -3,7 +3,9 @@
 #include <orv/buffers/stream.hpp>
 
 #include <orv/buffers/room.hpp>
+#include <orv/buffers/stream_reuse.hpp>
 
+#include <algorithm>
 #include <ctime>
 #include <utility>
 
@@ -41,6 +43,23 @@ unsigned long format_time(char (&to)[100], long t, const char* format) {
     if (!format || !localtime_r(&when, &parts))
         return 0;
     return std::strftime(to, sizeof to, format, &parts);
+}
+
+void stream_reuse::reserve(stream<0>& text, unsigned long bytes) {
+    if (text.capacity() >= bytes)
+        return;
+    stream<0>::block* const outgrown = text.block_;
+    // A stream makes its blocks half as large again as it is asked for: two thirds are asked for.
+    text.need(std::max(bytes - bytes / 3, text.capacity() + 1));
+    if (outgrown)
+        stream_traits::release(outgrown);
+}
+
+void stream_reuse::free(stream<0>& text) {
+    stream<0>::block* const left = text.block_;
+    text.block_ = nullptr;
+    if (left && --left->refs == 0)
+        stream_traits::release(left);
 }
 
 } // namespace buffers

@@ -9,6 +9,7 @@
 namespace buffers {
 
 struct stream_traits;
+struct stream_reuse;
 
 // Puts the local time `t` (seconds since the epoch, 0 for now) formatted by `strftime` in `to`, and
 // returns its length: 0 for a null format, and for a time that takes more than 99 characters.
@@ -120,6 +121,7 @@ public:
 
 private:
     friend struct buffers::stream_traits;
+    friend struct buffers::stream_reuse;
 
     struct block {
         unsigned long length;

@@ -3,7 +3,6 @@
 // left to send; small pieces would wait for a peer that delays its acknowledgements.
 #include <orv/http/connection.hpp>
 
-#include <orv/runtime/pipe_signal.hpp>
 #include <orv/runtime/platform.hpp>
 #include <orv/runtime/trace.h>
 
@@ -50,7 +49,8 @@ bool resolve(const char* host, long port, sockaddr_in& address) {
     return true;
 }
 
-connection::connection(long half_budget) : socket_(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
+connection::connection(const runtime::deadline& limit, long half_budget)
+    : limit_(limit), socket_(runtime::tcp_socket()) {
     if (!is_open())
         return;
     // An 8-byte integer and no time structure, on purpose; whether the system takes it does not
@@ -66,19 +66,21 @@ connection::~connection() {
         ::close(socket_);
 }
 
-bool connection::connect(const sockaddr_in& address, const deadline& limit) {
+outcome connection::connect(const sockaddr_in& address) {
     if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
-        return true;
+        return outcome::done;
     if (errno != EAGAIN && errno != EINPROGRESS && errno != EISCONN)
-        return false;
+        return outcome::failed;
+    if (!wait_for(POLLOUT))
+        return outcome::cut_off;
     int failure = 0;
     socklen_t size = sizeof failure;
-    return wait_for(POLLOUT, limit) &&
-           ::getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size) == 0 && failure == 0;
+    if (::getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size) != 0 || failure != 0)
+        return outcome::failed;
+    return outcome::done;
 }
 
-bool connection::send(const char* bytes, unsigned long count, const deadline& limit,
-                      const char* host, str_t& error) {
+outcome connection::send(const char* bytes, unsigned long count) {
     do {
         const int length = static_cast<int>(std::min<unsigned long>(count, INT_MAX));
         const int sent = runtime::send_without_signal(socket_, bytes, length);
@@ -87,37 +89,37 @@ bool connection::send(const char* bytes, unsigned long count, const deadline& li
             bytes += sent;
             count -= static_cast<unsigned long>(sent);
             if (count == 0)
-                return true;
+                return outcome::done;
         } else if (!would_block(sent)) {
             ORV_trace6("Can't send %d\n", sent);
-            // "recv" and both spaces are kept; so are the lines of earlier attempts.
-            error.addprintf("Can't recv data from  server %s", host);
-            return false;
+            return outcome::failed;
         }
-    } while (!limit.passed() && wait_for(POLLOUT, limit));
-    return false;
+    } while (!limit_.passed() && wait_for(POLLOUT));
+    return outcome::cut_off;
 }
 
-std::optional<int> connection::receive(char* buffer, unsigned long size, const deadline& limit) {
-    while (wait_for(POLLIN, limit)) {
-        const int received = static_cast<int>(::recv(socket_, buffer, size, 0));
+outcome connection::receive(char* buffer, unsigned long size, int& received) {
+    if (has_received_ && limit_.passed())
+        return outcome::cut_off;
+    has_received_ = true;
+    for (bool has_waited = false;; has_waited = true) {
+        received = static_cast<int>(::recv(socket_, buffer, size, 0));
         if (!would_block(received))
-            return received;
-        if (limit.passed())
-            break;
+            return received > 0 ? outcome::done : outcome::failed;
+        if ((has_waited && limit_.passed()) || !wait_for(POLLIN))
+            return outcome::cut_off;
     }
-    return std::nullopt;
 }
 
-bool connection::wait_for(short events, const deadline& limit) const {
+// False if the deadline has passed. Errors and the peer's end count as ready; the call that follows
+// reports them. A wait that was interrupted is taken up again.
+bool connection::wait_for(short events) const {
     pollfd watched{socket_, events, 0};
-    do {
-        // Errors and the peer's end count as ready; the call that follows reports them. A wait that
-        // was interrupted is taken up again.
-        if (::poll(&watched, 1, limit.milliseconds_to_wait()) > 0)
-            return true;
-    } while (!limit.passed());
-    return false;
+    while (::poll(&watched, 1, limit_.milliseconds_to_wait()) <= 0) {
+        if (limit_.passed())
+            return false;
+    }
+    return true;
 }
 
 } // namespace transport

@@ -1,12 +1,9 @@
 // One TCP connection to a server. Not installed.
 #pragma once
 
-#include <orv/http/deadline.hpp>
-
-#include <orv/buffers/str.hpp>
+#include <orv/runtime/deadline.hpp>
 
 #include <netinet/in.h>
-#include <optional>
 
 namespace transport {
 
@@ -16,31 +13,34 @@ namespace transport {
 // cannot be resolved.
 bool resolve(const char* host, long port, sockaddr_in& address);
 
-// A socket, closed when the object goes. No call outlasts its deadline.
+// What has become of an operation: it is done, it has failed, or the deadline has cut it off.
+enum class outcome { done, failed, cut_off };
+
+// A socket, closed when the object goes. No call outlasts the deadline, which is looked at where
+// something waits, and between two steps of the same kind.
 class connection {
 public:
     // Makes the socket. `half_budget` is set as the time-out option of both directions.
-    explicit connection(long half_budget);
+    connection(const runtime::deadline& limit, long half_budget);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
     ~connection();
 
     bool is_open() const { return socket_ != -1; }
-    // False if there is no connection, or none until the deadline.
-    bool connect(const sockaddr_in& address, const deadline& limit);
-    // Sends everything. False if that failed, which adds a line about `host` to `error`, or if the
-    // deadline cut it off, which adds nothing.
-    bool send(const char* bytes, unsigned long count, const deadline& limit, const char* host,
-              str_t& error);
-    // What `recv` returns for up to `size` bytes, once there is something to receive, be it the
-    // end; nothing if the deadline comes first. What has arrived by then counts even when the
-    // deadline has passed.
-    std::optional<int> receive(char* buffer, unsigned long size, const deadline& limit);
+    outcome connect(const sockaddr_in& address);
+    // Sends everything.
+    outcome send(const char* bytes, unsigned long count);
+    // Receives up to `size` bytes, as many as are there; waits only if there are none. `received`
+    // is what `recv` has returned: what is not above 0 is a failure, be it the peer's end. What has
+    // arrived at the first call counts even if the deadline has passed.
+    outcome receive(char* buffer, unsigned long size, int& received);
 
 private:
-    bool wait_for(short events, const deadline& limit) const;
+    bool wait_for(short events) const;
 
+    const runtime::deadline& limit_;
     int socket_;
+    bool has_received_ = false;
 };
 
 } // namespace transport

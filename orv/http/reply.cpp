@@ -4,11 +4,8 @@
 // announced.
 #include <orv/http/reply.hpp>
 
-#include <orv/http/number.hpp>
-#include <orv/http/rendered.hpp>
-#include <orv/http/reserve.hpp>
-
-#include <orv/runtime/trace.h>
+#include <orv/buffers/stream_reuse.hpp>
+#include <orv/buffers/text.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -20,11 +17,10 @@ namespace transport {
 
 namespace {
 
-constexpr unsigned long buffer_size = 4096;
-
-// An announced length is believed up to this multiple of what has arrived, or of a full chunk: room
-// for a body is made in few steps, yet a server cannot make us allocate what it never sends.
+// An announced length is believed up to this multiple of what has arrived, or of a full chunk: a
+// server cannot make us allocate what it never sends.
 constexpr unsigned long believed = 4;
+constexpr unsigned long chunk_size = 4096;
 
 // Where the first CR LF begins; null if it is not there, or not all of it.
 const char* find_line_end(const char* at, const char* end) {
@@ -49,7 +45,7 @@ unsigned long text_length(const char* at, const char* end) {
 
 reply::reply(xml::root& header, stream<0>& text) : header_(header), text_(text) {
     text_.clear();
-    reserve(text_, 256); // enough for the lines of most servers
+    buffers::stream_reuse::reserve(text_, 256); // enough for the lines of most servers
 }
 
 bool reply::take(const char* chunk, unsigned long count) {
@@ -67,7 +63,7 @@ bool reply::take(const char* chunk, unsigned long count) {
 const char* reply::take_head(const char* at, const char* end) {
     while (at != end) {
         const char* const line_end = find_line_end(at, end);
-        text_.add(at, text_length(at, line_end ? line_end : end));
+        append(at, text_length(at, line_end ? line_end : end));
         if (!line_end)
             return end;
         at = line_end + 2;
@@ -82,14 +78,23 @@ const char* reply::take_head(const char* at, const char* end) {
 }
 
 void reply::take_body(const char* at, const char* end) {
-    const unsigned long count = text_length(at, end);
+    if (content_length_ < 0)
+        return; // there is no end to what would be collected, and nobody would see it
+    append(at, text_length(at, end));
+}
+
+// Room is made in few steps: for a line by half as much again as is needed, for a body by as much
+// as is announced, if that is to be believed.
+void reply::append(const char* bytes, unsigned long count) {
     const unsigned long length = text_.length() + count;
     if (length >= text_.capacity()) {
         const unsigned long announced = static_cast<unsigned long>(content_length_);
-        const unsigned long limit = believed * std::max(length, buffer_size);
-        reserve(text_, std::max(length, std::min(announced, limit)) + 1);
+        const unsigned long wanted =
+            in_body_ ? std::min(announced, believed * std::max(length, chunk_size))
+                     : length + length / 2;
+        buffers::stream_reuse::reserve(text_, std::max(length, wanted) + 1);
     }
-    text_.add(at, count);
+    text_.add(bytes, count);
 }
 
 void reply::take_line(const char* line) {
@@ -101,9 +106,9 @@ void reply::take_line(const char* line) {
 
     // A line without a name sets the length too, as hosts are told that such lines are read.
     if (name.empty() || strcasecmp(name.c_str(), "Content-Length") == 0) {
-        content_length_ = leading_int(value);
+        content_length_ = buffers::leading_int(value);
     } else if (strncasecmp(name.c_str(), "http/", 5) == 0) {
-        code_ = leading_int(value);
+        code_ = buffers::leading_int(value);
         char digits[16];
         std::snprintf(digits, sizeof digits, "%d", code_);
         header_["Code"]->setText(digits);
@@ -113,35 +118,6 @@ void reply::take_line(const char* line) {
     // itself, which loses the lines gathered so far. Hosts find both where the transport's page
     // says.
     header_[name.c_str()]->setText(value);
-}
-
-std::optional<int> read_reply(connection& server, const deadline& limit, const char* host,
-                              stream<0>& text, xml::root& header, xml::root& body, str_t& error) {
-    ORV_trace6("Try to recv\n");
-    reply received(header, text);
-    char chunk[buffer_size];
-    bool complete = false;
-    do {
-        const std::optional<int> count = server.receive(chunk, sizeof chunk - 1, limit);
-        if (!count)
-            return std::nullopt;
-        if (*count <= 0) {
-            ORV_trace6("Can't recv %d\n", *count);
-            error.clear();
-            error.addprintf("Can't recv data from  server %s", host); // both spaces are kept
-            return std::nullopt;
-        }
-        ORV_trace6("Was recv %d bytes\n", *count);
-        complete = received.take(chunk, static_cast<unsigned long>(*count));
-    } while (!complete && !limit.passed());
-    if (!complete)
-        return std::nullopt;
-
-    body.load(received.body().c_str(), received.body().length());
-    ORV_trace6("Recv header:\n%s\n", rendered(header).c_str());
-    ORV_trace6("Recv request:\n%s\n", rendered(body).c_str()); // "request" is kept
-    error = header["Status"]->value;
-    return received.code() == 200 ? 1 : 0;
 }
 
 } // namespace transport

@@ -1,13 +1,8 @@
 // Reading the reply of a server. Not installed.
 #pragma once
 
-#include <orv/http/connection.hpp>
-
-#include <orv/buffers/str.hpp>
 #include <orv/buffers/stream.hpp>
 #include <orv/xml/root.hpp>
-
-#include <optional>
 
 namespace transport {
 
@@ -26,10 +21,11 @@ public:
 
     // The status code of the status line, 0 without one.
     int code() const { return code_; }
-    // The body so far.
+    // The body so far; nothing of one that is never complete.
     const stream<0>& body() const { return text_; }
 
 private:
+    void append(const char* bytes, unsigned long count);
     const char* take_head(const char* at, const char* end);
     void take_body(const char* at, const char* end);
     void take_line(const char* line);
@@ -40,11 +36,5 @@ private:
     long content_length_ = 0;
     int code_ = 0;
 };
-
-// Reads a reply to its end. Returns the result of the exchange, 1 for status code 200 and 0 for any
-// other, with the status text in `error`; or nothing if the attempt has failed, either with a text
-// about `host` in `error` or, cut off by the deadline, without a new one.
-std::optional<int> read_reply(connection& server, const deadline& limit, const char* host,
-                              stream<0>& text, xml::root& header, xml::root& body, str_t& error);
 
 } // namespace transport

@@ -6,8 +6,8 @@
 //            ^    ^    ^         host, port, path
 #include <orv/http/http.hpp>
 
-#include <orv/http/number.hpp>
-#include <orv/http/reserve.hpp>
+#include <orv/buffers/stream_reuse.hpp>
+#include <orv/buffers/text.hpp>
 
 #include <string>
 #include <strings.h>
@@ -67,7 +67,7 @@ long default_port(const char* scheme) {
 
 void replace(stream<0>& output, const char* first, const char* second = "") {
     output.clear();
-    reserve(output, std::strlen(first) + std::strlen(second) + 1);
+    buffers::stream_reuse::reserve(output, std::strlen(first) + std::strlen(second) + 1);
     output.add(first).add(second);
 }
 
@@ -85,8 +85,7 @@ bool ORV::http::parce(const char* url, stream<0>& scheme, stream<0>& host, long&
     const char* const host_text = found.host ? found.host : copy.c_str();
 
     transport::replace(scheme, "http"); // always, whatever the URL names
-    port =
-        found.port ? transport::leading_int(found.port) : transport::default_port(scheme.c_str());
+    port = found.port ? buffers::leading_int(found.port) : transport::default_port(scheme.c_str());
     transport::replace(host, *host_text ? host_text : "localhost");
     transport::replace(path, "/", found.path ? found.path : "");
     return true;

@@ -1,11 +1,21 @@
-// A pause that another thread can cut short.
+// Pauses: one that lasts, and one that another thread can cut short. Not installed.
 #pragma once
 
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <unistd.h>
 
 namespace runtime {
+
+// Sleeps for less than a second, and for no less than that, whatever signals the host has.
+inline void sleep(std::chrono::microseconds time) {
+    using std::chrono::steady_clock;
+    const auto end = steady_clock::now() + time;
+    while (time.count() > 0 && usleep(static_cast<useconds_t>(time.count())) != 0 && errno == EINTR)
+        time = std::chrono::ceil<std::chrono::microseconds>(end - steady_clock::now());
+}
 
 // Threads: `wait` belongs to the one that pauses; `interrupt` and `reset` may come from another.
 class pause {

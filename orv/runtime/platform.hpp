@@ -1,9 +1,11 @@
 // All that differs between the operating systems; each has a source of its own. Not installed.
 #pragma once
 
+#include <cstdio>
+#include <ctime>
 #include <netinet/in.h>
 #include <pthread.h>
-#include <signal.h>
+#include <sys/stat.h>
 
 namespace runtime {
 
@@ -19,12 +21,21 @@ int current_thread_id();
 // Sends SIGCONT to a thread that may have ended, and may have been joined.
 void nudge(pthread_t thread, int id);
 
-// Whether a signal is pending for the calling thread, which blocks it. If nothing but the process
-// as a whole has it pending, this is false where the system can tell.
-bool is_pending_for_thread(int signal);
-// Takes a pending SIGPIPE away, the thread's before the process's; `pipe_signal` holds it alone,
-// and the calling thread blocks it. Never waits.
-void discard_pending(const sigset_t& pipe_signal);
+// A socket for TCP over IPv4, as `socket` makes it; programs that the host starts do not inherit
+// it. -1 if there is none to be had.
+int tcp_socket();
+// Calls `send` with flags 0, on a socket from `tcp_socket`, and returns what it returns, `errno`
+// included. If the peer has hung up, the SIGPIPE of that reaches nobody; handlers are never
+// touched, the calling thread's mask is as it was, and a signal that was pending stays so.
+int send_without_signal(int socket, const char* bytes, int count);
+// Calls `fwrite` for bytes, and returns how many it has written, `errno` included. The SIGXFSZ of a
+// limit that is met reaches nobody, as above. (Where a signal goes to the process, as on macOS, no
+// thread can hold it back: there the caller asks for the limit first.)
+unsigned long write_without_signal(std::FILE* to, const char* bytes, unsigned long count);
+
+// When the content of a file was changed last, and when its content or its status was.
+timespec modification_time(const struct stat& of);
+timespec status_time(const struct stat& of);
 
 // The first IPv4 address of a host by name, in network byte order; 0 if there is none. Threads: any
 // number at once. Blocks for as long as the system's resolver takes.

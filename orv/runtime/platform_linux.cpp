@@ -2,15 +2,16 @@
 // and it knows which threads there are when the memory behind a handle may be gone.
 #include <orv/runtime/platform.hpp>
 
+#include <orv/runtime/descriptor.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <netdb.h>
 #include <string>
-#include <sys/stat.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/times.h>
 #include <unistd.h>
@@ -33,6 +34,62 @@ bool is_marked_deleted(const std::string& path) {
     return stat(self, &running) != 0 || stat(path.c_str(), &named) != 0 ||
            running.st_ino != named.st_ino || running.st_dev != named.st_dev;
 }
+
+// Whether a signal is pending for the calling thread, and not for the process alone.
+bool is_pending_for_thread(int signal) {
+    sigset_t of_either;
+    sigemptyset(&of_either);
+    sigpending(&of_either);
+    if (sigismember(&of_either, signal) != 1)
+        return false;
+    unsigned long long of_thread = ~0ull; // if it cannot be read: better a signal too many
+    const int file = behind_standard(open("/proc/thread-self/status", O_RDONLY | O_CLOEXEC));
+    if (std::FILE* const status = fdopen(file, "r")) {
+        char line[128];
+        while (std::fgets(line, sizeof line, status) &&
+               std::sscanf(line, "SigPnd: %llx", &of_thread) != 1) {
+        }
+        std::fclose(status);
+    }
+    return (of_thread >> (signal - 1) & 1) != 0;
+}
+
+// A signal that a call of the calling thread may raise at that very thread: blocked for it while
+// this lives. `errno` is kept.
+class held_signal {
+public:
+    explicit held_signal(int signal) : signal_(signal) {
+        sigset_t this_one;
+        sigemptyset(&this_one);
+        sigaddset(&this_one, signal);
+        pthread_sigmask(SIG_BLOCK, &this_one, &mask_);
+        // Only a signal that was blocked before can have been pending before. One that waits for
+        // the thread takes in the one that our call raises; beside one that waits for the process
+        // it is a second one.
+        was_pending_ = sigismember(&mask_, signal) == 1 && is_pending_for_thread(signal);
+    }
+    held_signal(const held_signal&) = delete;
+    held_signal& operator=(const held_signal&) = delete;
+    ~held_signal() { pthread_sigmask(SIG_SETMASK, &mask_, nullptr); }
+
+    // Takes away the signal that our call has raised: the thread's comes before the process's.
+    void discard() {
+        const int reason = errno;
+        const timespec at_once{};
+        sigset_t this_one;
+        sigemptyset(&this_one);
+        sigaddset(&this_one, signal_);
+        while (!was_pending_ && sigtimedwait(&this_one, nullptr, &at_once) == -1 &&
+               errno == EINTR) {
+        }
+        errno = reason;
+    }
+
+private:
+    int signal_;
+    bool was_pending_;
+    sigset_t mask_;
+};
 
 } // namespace
 
@@ -63,28 +120,29 @@ void nudge(pthread_t, int id) {
         syscall(SYS_tgkill, getpid(), id, SIGCONT);
 }
 
-bool is_pending_for_thread(int signal) {
-    sigset_t pending; // for either
-    sigemptyset(&pending);
-    sigpending(&pending);
-    if (sigismember(&pending, signal) != 1)
-        return false;
-    unsigned long long of_thread = ~0ull; // if it cannot be read: better a signal too many
-    if (std::FILE* const status = std::fopen("/proc/thread-self/status", "re")) {
-        char line[128];
-        while (std::fgets(line, sizeof line, status) &&
-               std::sscanf(line, "SigPnd: %llx", &of_thread) != 1) {
-        }
-        std::fclose(status);
-    }
-    return of_thread >> (signal - 1) & 1;
+int tcp_socket() {
+    return behind_standard(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP));
 }
 
-void discard_pending(const sigset_t& pipe_signal) {
-    const timespec at_once{};
-    while (sigtimedwait(&pipe_signal, nullptr, &at_once) == -1 && errno == EINTR) {
-    }
+int send_without_signal(int socket, const char* bytes, int count) {
+    held_signal pipe(SIGPIPE);
+    const auto sent = static_cast<int>(::send(socket, bytes, static_cast<size_t>(count), 0));
+    if (sent == -1 && errno == EPIPE)
+        pipe.discard();
+    return sent;
 }
+
+unsigned long write_without_signal(std::FILE* to, const char* bytes, unsigned long count) {
+    held_signal limit(SIGXFSZ);
+    errno = 0;
+    const unsigned long written = std::fwrite(bytes, 1, count, to);
+    if (written < count && errno == EFBIG)
+        limit.discard();
+    return written;
+}
+
+timespec modification_time(const struct stat& of) { return of.st_mtim; }
+timespec status_time(const struct stat& of) { return of.st_ctim; }
 
 // gethostbyname shares its answer among all threads here, so its reentrant sibling is asked.
 in_addr_t address_of_host(const char* name) {

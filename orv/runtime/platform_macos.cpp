@@ -2,9 +2,13 @@
 // the library is built on another system, the few declarations that are needed stand here.
 #include <orv/runtime/platform.hpp>
 
+#include <orv/runtime/descriptor.hpp>
+
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <netdb.h>
+#include <sys/socket.h>
 #include <sys/times.h>
 
 #if __has_include(<CoreFoundation/CoreFoundation.h>)
@@ -48,8 +52,12 @@ void executable_path(char (&text)[256]) {
     if (!url)
         return;
     if (CFStringRef path = CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle)) {
-        // To ASCII on purpose: a path with other characters fails to convert.
-        CFStringGetCString(path, text, 255, kCFStringEncodingASCII);
+        // To ASCII on purpose: of a path with other characters nothing is kept, whatever the failed
+        // conversion has left. One that is only too long fills the text, and is cut.
+        constexpr CFIndex room = 255;
+        if (!CFStringGetCString(path, text, room, kCFStringEncodingASCII) &&
+            strnlen(text, room) < room - 1)
+            text[0] = 0;
         CFRelease(path);
     }
     CFRelease(url);
@@ -60,20 +68,27 @@ int current_thread_id() { return 0; }
 
 void nudge(pthread_t thread, int) { pthread_kill(thread, SIGCONT); }
 
-// The system does not tell whether a signal is pending for the thread or for the process.
-bool is_pending_for_thread(int signal) {
-    sigset_t pending;
-    sigemptyset(&pending);
-    sigpending(&pending);
-    return sigismember(&pending, signal) == 1;
+// The system has no type of socket that is close-on-exec from the start.
+int tcp_socket() {
+    const int made = behind_standard(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+    const int yes = 1;
+    fcntl(made, F_SETFD, FD_CLOEXEC);
+    setsockopt(made, SOL_SOCKET, SO_NOSIGPIPE, &yes, sizeof yes);
+    return made;
 }
 
-// There is no sigtimedwait here; sigwait returns at once for a signal that is known to be pending.
-void discard_pending(const sigset_t& pipe_signal) {
-    int taken;
-    if (is_pending_for_thread(SIGPIPE))
-        sigwait(&pipe_signal, &taken);
+// The signal would go to the process, whose other threads have masks of their own; but the socket
+// raises none.
+int send_without_signal(int socket, const char* bytes, int count) {
+    return static_cast<int>(::send(socket, bytes, static_cast<size_t>(count), 0));
 }
+
+unsigned long write_without_signal(std::FILE* to, const char* bytes, unsigned long count) {
+    return std::fwrite(bytes, 1, count, to);
+}
+
+timespec modification_time(const struct stat& of) { return of.st_mtimespec; }
+timespec status_time(const struct stat& of) { return of.st_ctimespec; }
 
 // The answer of gethostbyname belongs to the calling thread here.
 in_addr_t address_of_host(const char* name) {

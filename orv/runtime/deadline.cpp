@@ -1,13 +1,23 @@
-#include <orv/http/deadline.hpp>
+#include <orv/runtime/deadline.hpp>
 
-#include <orv/runtime/ticks.hpp>
+#include <orv/runtime/platform.hpp>
 
+#include <climits>
 #include <unistd.h>
 
-namespace transport {
+namespace runtime {
+
+namespace {
+
+long end_of(long budget) {
+    long end;
+    return __builtin_add_overflow(ticks(), budget, &end) ? LONG_MAX : end;
+}
+
+} // namespace
 
 deadline::deadline(long budget)
-    : ticks_(runtime::deadline(budget)), begin_(std::chrono::steady_clock::now()),
+    : ticks_(end_of(budget)), begin_(std::chrono::steady_clock::now()),
       seconds_(static_cast<double>(budget) / static_cast<double>(::sysconf(_SC_CLK_TCK))) {}
 
 long deadline::now() { return runtime::ticks(); }
@@ -18,4 +28,4 @@ int deadline::milliseconds_to_wait() const {
     return left >= 1 ? 1000 : left > 0 ? static_cast<int>(left * 1000) + 1 : 1;
 }
 
-} // namespace transport
+} // namespace runtime

@@ -1,15 +1,15 @@
-// The point in time at which an exchange gives up. Not installed.
+// The point in time at which something gives up. Not installed.
 #pragma once
 
 #include <chrono>
 
-namespace transport {
+namespace runtime {
 
 // A point on the clock of `times()`, which counts ticks. How long to wait for it is read from a
 // clock that can be asked without a system call.
 class deadline {
 public:
-    // `budget` ticks from now.
+    // `budget` ticks from now; never, if that is later than the clock can show.
     explicit deadline(long budget);
 
     static long now();
@@ -25,4 +25,4 @@ private:
     double seconds_; // from then on
 };
 
-} // namespace transport
+} // namespace runtime

@@ -1,0 +1,20 @@
+// Streams that are used again and again. Not installed.
+//
+// A stream that lets its block go leaves it allocated, with a count of 0: that is the contract of
+// the type. Whoever still knows the block may let it go once more, and then it goes to the heap.
+#pragma once
+
+#include <orv/buffers/stream.hpp>
+
+namespace buffers {
+
+struct stream_reuse {
+    // Makes room for `bytes`, terminator included, in a stream that shares its block with no other.
+    // A new block has just that room, and the one that it replaces goes to the heap.
+    static void reserve(stream<0>& text, unsigned long bytes);
+    // Leaves the stream, which shares its block with no other, without a block: that goes to the
+    // heap.
+    static void free(stream<0>& text);
+};
+
+} // namespace buffers
