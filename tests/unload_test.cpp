@@ -16,8 +16,10 @@ namespace {
 
 const char key[] = "0123456789abcdef0123456789abcdef";
 
+ORV_kernel* volatile left_behind; // where the leak checker finds it
+
 // The worker runs, a value is unsaved, and a child made by fork has neither the one nor a claim to
-// the other.
+// the other. The library object stays, for threads that may still use it.
 TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     const temporary_directory directory;
     const std::string path = directory.file();
@@ -42,11 +44,13 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     EXPECT_EQ(status, 0);
     EXPECT_EQ(read_file(path), "");
     take_traces();
+    left_behind = *CALL(orv, g_Kernel);
     EXPECT_EQ(dlclose(orv), 0);
-    const std::vector<traced> expected{
-        {0x1004, "openWrite " + path},      {0x1004, "openWrite again"},
-        {0x1004, "openWrite::write"},       {0x1004, "openWrite::write OK"},
-        {0x1004, "openWrite::write error"}, {0x1004, "Unload library"}};
+    const std::vector<traced> expected{{0x1004, "openWrite " + path},
+                                       {0x1004, "openWrite again"},
+                                       {0x1004, "openWrite::write"},
+                                       {0x1004, "openWrite::write OK"},
+                                       {0x1004, "Unload library"}};
     EXPECT_EQ(take_traces(), expected);
     EXPECT_EQ(dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr); // it is gone
 }

@@ -2,17 +2,37 @@
 // one.
 #include <orv/orv.h>
 
+#include <orv/api/unload.hpp>
+#include <orv/store/answer.hpp>
 #include <orv/store/kernel.hpp>
 
 #include <cstring>
 #include <memory>
+#include <new>
 #include <unistd.h>
+
+static_assert(ORV_SAVE_FAILED == int(ORV::kernel::save_failed));
+static_assert(ORV_SAVE_OK == int(ORV::kernel::save_ok));
+static_assert(ORV_SAVE_REPLACED == int(ORV::kernel::save_replaced));
 
 ORV_kernel* g_Kernel;
 
 namespace {
 
-pid_t opener; // the process that made the library object; 0 before there was one
+pid_t opener; // the process that made the library object; 0 without one
+
+// A child made by fork has no worker to wait for, and the file is its parent's to save.
+bool is_of_parent() { return opener != 0 && opener != getpid(); }
+
+// What `call` gives; 0 if memory runs out.
+template <class Call>
+int without_exceptions(Call call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+}
 
 } // namespace
 
@@ -20,9 +40,7 @@ int ORV_open(const char* path, const char* key) {
     constexpr unsigned long key_bytes = 32;
     if (!path || !*path || !key || strnlen(key, key_bytes) < key_bytes)
         return ORV_OPEN_REFUSED;
-    // A library object of its own for each store: one that has saved stays marked as changed, and
-    // would save again, over a file that the next open could not read.
-    std::unique_ptr<ORV::kernel> fresh(new ORV::kernel);
+    std::unique_ptr<ORV::kernel> fresh(new ORV::kernel); // first, for it may fail
     ORV_close();
     const bool loaded = fresh->open(path, key);
     g_Kernel = fresh.release();
@@ -32,15 +50,30 @@ int ORV_open(const char* path, const char* key) {
     return g_Kernel->wasAbsent() ? ORV_OPEN_NEW : ORV_OPEN_UNREADABLE;
 }
 
-void ORV_close() {
-    // A child made by fork has no worker to wait for, and the file is its parent's to save.
-    if (opener != 0 && opener != getpid())
-        return;
-    if (g_Kernel)
-        g_Kernel->close(); // passes an exception on, with the values as they were
+int ORV_close() {
+    if (is_of_parent())
+        return ORV_SAVE_FAILED;
+    if (!g_Kernel)
+        return ORV_SAVE_OK;
+    const int saved = g_Kernel->close(); // passes an exception on, with the values as they were
     delete g_Kernel;
     g_Kernel = nullptr;
+    opener = 0;
+    return saved;
 }
+
+int ORV_save() {
+    if (is_of_parent())
+        return ORV_SAVE_FAILED;
+    return without_exceptions([] { return g_Kernel ? g_Kernel->save() : ORV_SAVE_OK; });
+}
+
+void api::close_forgotten_store() {
+    if (g_Kernel && opener == getpid())
+        without_exceptions([] { return g_Kernel->close(); });
+}
+
+int ORVSC_Reloads() { return g_Kernel ? g_Kernel->reloads() : 0; }
 
 int ORVSC_GetInt(const char* section, const char* key, int def) {
     return g_Kernel ? g_Kernel->getInt(section, key, def) : def;
@@ -62,4 +95,25 @@ void ORVSC_SetInt(const char* section, const char* key, int value) {
 void ORVSC_SetString(const char* section, const char* key, const char* value) {
     if (g_Kernel)
         g_Kernel->setString(section, key, value);
+}
+
+int ORVSC_SetText(const char* section, const char* key, const char* text) {
+    return without_exceptions([&] { return g_Kernel ? g_Kernel->setText(section, key, text) : 0; });
+}
+
+int ORVSC_GetText(const char* section, const char* key, char* buf, int size, const char* def) {
+    return without_exceptions([&] {
+        return g_Kernel ? g_Kernel->getText(section, key, buf, size, def)
+                        : ORV::answer(def, buf, size);
+    });
+}
+
+int ORVSC_Remove(const char* section, const char* key) {
+    return without_exceptions([&] { return g_Kernel ? g_Kernel->remove(section, key) : 0; });
+}
+
+int ORVSC_GetNames(const char* section, char* buf, int size) {
+    return without_exceptions([&] {
+        return g_Kernel ? g_Kernel->getNames(section, buf, size) : ORV::answer(nullptr, buf, size);
+    });
 }

@@ -17,29 +17,26 @@ inline void sleep(std::chrono::microseconds time) {
         time = std::chrono::ceil<std::chrono::microseconds>(end - steady_clock::now());
 }
 
-// Threads: `wait` belongs to the one that pauses; `interrupt` and `reset` may come from another.
+// A pause that another thread can end. Threads: `wait` belongs to the one that pauses; `interrupt`
+// may come from another.
 class pause {
 public:
     // Waits. False if the pause was interrupted, before or meanwhile.
     bool wait(std::chrono::milliseconds time) {
         std::unique_lock<std::mutex> lock(mutex_);
-        return !interrupted_.wait_for(lock, time, [this] { return over_; });
+        return !interrupted_.wait_for(lock, time, [this] { return is_over_; });
     }
     // Ends this pause and every later one at once.
-    void interrupt() { set(true); }
-    // Lets pauses last again.
-    void reset() { set(false); }
-
-private:
-    void set(bool over) {
+    void interrupt() {
         const std::lock_guard<std::mutex> lock(mutex_);
-        over_ = over;
+        is_over_ = true;
         interrupted_.notify_all();
     }
 
+private:
     std::mutex mutex_;
     std::condition_variable interrupted_;
-    bool over_ = false;
+    bool is_over_ = false;
 };
 
 } // namespace runtime

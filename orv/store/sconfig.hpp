@@ -7,11 +7,12 @@
 
 namespace ORV {
 
-// Settings by section and key in a document, and the enciphered file that the document outlives the
-// process in. docs/settings-file.md describes the file byte for byte.
+// Settings by section and key in a document, and the enciphered file in which the document outlives
+// the process. docs/settings-file.md describes the file byte for byte.
 //
 // The owner sets `file` and `cipherKey`, calls `readV`, works on `doc`, and calls `flush` or lets
-// the destructor write back. Threads: one at a time; it takes no lock.
+// the destructor write back; a child made by fork must not run that, for it would write, too.
+// Threads: one at a time; it takes no lock.
 class ORV_API sconfig {
 public:
     // The document is one empty element "root".
@@ -22,13 +23,15 @@ public:
     virtual ~sconfig();
 
     // Loads the file into `doc`, replacing its content, and clears `changed`. A file that cannot be
-    // read, is empty, or does not decipher to settings leaves both as they are; a pipe, a device or
-    // a directory is not even opened. True only if there was something to read and `doc` then has
-    // the `marker`.
+    // read, is empty, or does not begin as a settings file within its first 4096 bytes leaves both
+    // as they are; a pipe, a device or a directory is not even opened. True only if there was
+    // something to read and `doc` then has the `marker`.
     virtual bool readV();
     // Writes `doc` to the file; true if every byte was written. The file is opened again and again
-    // for `timeout` ticks of the times() clock; none at all are tried without time left. Takes 100
-    // ms at least. Leaves `changed` and `fileTime` as they are.
+    // for `timeout` ticks of the times() clock, with a pause of 100 ms after each attempt, also the
+    // one that succeeds; without time left nothing is tried. Where there is no room for it the file
+    // stays as it was, and if not all can be written, the settings it held are put back; `errno`
+    // tells why, or is 0. Leaves `changed` and `fileTime` as they are.
     virtual bool writeV(long timeout);
 
     // Sets an integer, unless the text that is there reads as that number already.

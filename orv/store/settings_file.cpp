@@ -1,0 +1,277 @@
+// The plaintext of the file is a magic and the document, a line for each tag and text:
+//
+//     "ORV" <root>LF SP<section>LF ... </root>LF
+//
+// It is enciphered as a whole (aes.cpp). There is no temporary file and no renaming: a save cuts
+// the file and writes it anew.
+#include <orv/store/settings_file.hpp>
+
+#include <orv/runtime/descriptor.hpp>
+#include <orv/runtime/pause.hpp>
+#include <orv/runtime/platform.hpp>
+#include <orv/runtime/trace.h>
+#include <orv/store/aes.hpp>
+#include <orv/store/sconfig.hpp>
+#include <orv/store/wipe.hpp>
+#include <orv/store/xfile.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <functional>
+#include <string_view>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace ORV {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr char magic[] = {'O', 'R', 'V'};
+// A settings file shows what it is in its first block, unless that has been damaged: then within so
+// many bytes.
+constexpr unsigned long beginning = 4096;
+constexpr int key_bits = 256;
+constexpr milliseconds open_pause(100);
+constexpr milliseconds lock_pause(1);
+constexpr int lock_tries = 100;
+
+// Keeps processes that do the same from writing to the file, or from reading it, while it lives:
+// what one of them reads is never half of one save and half of another. The lock is held for the
+// time of a write; should its holder have been stopped just then, we go on without it.
+class file_lock {
+public:
+    file_lock(int descriptor, int kind) : descriptor_(descriptor) {
+        for (int tries = 0; tries < lock_tries; ++tries) {
+            if (flock(descriptor_, kind | LOCK_NB) == 0 || errno != EWOULDBLOCK)
+                return;
+            runtime::sleep(lock_pause);
+        }
+    }
+    file_lock(const file_lock&) = delete;
+    file_lock& operator=(const file_lock&) = delete;
+    // Closing the file would not do: a process forked meanwhile has it open too.
+    ~file_lock() { flock(descriptor_, LOCK_UN); }
+
+private:
+    int descriptor_;
+};
+
+// Opens a file that programs which the host starts do not inherit, and that never takes the place
+// of a standard stream. A pipe does not hold us up.
+int open_file(const char* path, int mode) {
+    return runtime::behind_standard(open(path, mode | O_CLOEXEC | O_NONBLOCK, 0666));
+}
+
+// Opens an ordinary file as `fopen` with "rb" does. Anything else is left alone: opening a pipe
+// waits for its writer. What may take the file's place after the look at it is not waited for.
+bool open_to_read(xfile& in, const char* path) {
+    if (!state_of(path).is_ordinary)
+        return false;
+    const int descriptor = open_file(path, O_RDONLY);
+    if (descriptor < 0)
+        return false;
+    if (state_of(descriptor).is_ordinary)
+        in.handle = fdopen(descriptor, "rb");
+    if (!in.handle)
+        close(descriptor);
+    return in.handle != nullptr;
+}
+
+// Reads on to the end of the file, or till there are `most` bytes.
+void read_on(std::FILE* from, bin_t& bytes, unsigned long most) {
+    char piece[256];
+    unsigned long count = 1;
+    while (count != 0 && bytes.length() < most) {
+        count = std::fread(piece, 1, sizeof piece, from);
+        bytes.append(piece, count);
+    }
+}
+
+// True if everything has left the process.
+bool write_all(std::FILE* to, const bin_t& bytes) {
+    const char* at = bytes.data();
+    for (unsigned long left = bytes.length(); left > 0;) {
+        const unsigned long count = runtime::write_without_signal(to, at, left);
+        if (count == 0 || count > left)
+            return false;
+        at += count;
+        left -= count;
+    }
+    return true;
+}
+
+// Makes the file empty, and goes to its beginning. A pipe or a device has nothing to be cut.
+void cut(std::FILE* file) {
+    [[maybe_unused]] const int failed = ftruncate(fileno(file), 0);
+    std::rewind(file);
+}
+
+unsigned long hash_of(const bin_t& bytes) {
+    return std::hash<std::string_view>()({bytes.data(), bytes.length()});
+}
+
+bin_t decipher(const bin_t& bytes, unsigned char* key) {
+    return aes::decrypt(bytes, key, key_bits);
+}
+
+bin_t encipher(const str_t& text, unsigned char* key) {
+    bin_t plain(magic, sizeof magic);
+    plain.append(text.c_str(), text.length());
+    return aes::encrypt(plain, key, key_bits);
+}
+
+// Mostly the first block tells.
+bool begins_as_settings(const bin_t& bytes, unsigned char* key) {
+    constexpr unsigned long block = 16;
+    bin_t plain;
+    for (const unsigned long count : {block, beginning}) {
+        if (plain.length() < sizeof magic)
+            plain = decipher(bin_t(bytes.data(), std::min(count, bytes.length())), key);
+    }
+    return plain.length() >= sizeof magic && std::memcmp(plain.data(), magic, sizeof magic) == 0;
+}
+
+// Reads a settings file to its end, of any other only the beginning. True for a settings file.
+bool read_settings(std::FILE* from, unsigned char* key, bin_t& bytes) {
+    read_on(from, bytes, beginning);
+    if (!begins_as_settings(bytes, key))
+        return false;
+    read_on(from, bytes, ~0ul);
+    return true;
+}
+
+// A file that is open to be written.
+struct opened_file {
+    xfile out;
+    file_state before;
+    bin_t old; // what it held, if that was a settings file; it has been cut
+};
+
+// Opens the file as `fopen` with "w+b" does, which cuts it, but keeps what it held.
+void try_to_open(opened_file& opened, const char* path, unsigned char* key) {
+    const int descriptor = open_file(path, O_RDWR | O_CREAT);
+    if (descriptor < 0)
+        return;
+    std::FILE* const out = fdopen(descriptor, "w+b");
+    if (!out) {
+        close(descriptor);
+        return;
+    }
+    opened.out.handle = out;
+    // Unbuffered, so that what is counted as written has left the process, and in one piece as a
+    // rule.
+    std::setvbuf(out, nullptr, _IONBF, 0);
+    opened.before = state_of(descriptor);
+    xfile in;
+    if (opened.before.size != 0)
+        in.handle = fdopen(fcntl(descriptor, F_DUPFD_CLOEXEC, descriptor), "rb");
+    if (in.handle && !read_settings(in.handle, key, opened.old))
+        opened.old.clear();
+    cut(out);
+}
+
+enum class opening { done, no_room, too_late };
+
+// `reason` becomes the `errno` of what went wrong last. The sleep and the trace follow every
+// attempt, also the one that succeeds: hosts that look at their traces find at least one, and those
+// that open the file wait for as long.
+opening open_to_write(opened_file& opened, const char* path, unsigned char* key, unsigned long size,
+                      const runtime::deadline& limit, int& reason) {
+    while (!limit.passed()) {
+        const int lacking = lacking_room(path, size);
+        if (lacking == 0)
+            try_to_open(opened, path, key);
+        reason = lacking != 0 ? lacking : errno;
+        runtime::sleep(open_pause);
+        ORV_trace4("openWrite again");
+        if (lacking != 0)
+            return opening::no_room;
+        if (opened.out.handle)
+            return opening::done;
+    }
+    return opening::too_late;
+}
+
+// Puts the bytes into the file; if they do not go in whole, what it held. False then, and `reason`
+// is the `errno` of that.
+bool replace_content(const opened_file& opened, const bin_t& bytes, int& reason) {
+    std::FILE* const out = opened.out.handle;
+    cut(out); // of what may have been written there meanwhile
+    if (write_all(out, bytes))
+        return true;
+    reason = errno;
+    cut(out);
+    write_all(out, opened.old); // as far as it goes
+    return false;
+}
+
+} // namespace
+
+bool file_content::load(xml::root& into) const {
+    if (is_settings()) {
+        const char* const text = plain.data() + sizeof magic;
+        into.load(text, std::strlen(text));
+    }
+    return !is_empty && into.is_set(sconfig::marker);
+}
+
+settings_file::settings_file(const str_t& path, const str_t& key) : path_(path.c_str()) {
+    std::memcpy(key_, key.c_str(), std::min<unsigned long>(key.length(), sizeof key_));
+}
+
+settings_file::~settings_file() { wipe(key_, sizeof key_); }
+
+file_content settings_file::read() {
+    file_content found;
+    bin_t bytes;
+    bool is_settings;
+    {
+        xfile in;
+        if (!open_to_read(in, path_))
+            return found;
+        const file_lock lock(fileno(in.handle), LOCK_SH);
+        found.state = state_of(fileno(in.handle));
+        is_settings = read_settings(in.handle, key_, bytes);
+        found.is_read = std::ferror(in.handle) == 0;
+    }
+    found.is_empty = bytes.empty();
+    found.hash = hash_of(bytes);
+    if (is_settings) {
+        found.plain = decipher(bytes, key_);
+        found.plain.add('\0');
+    }
+    return found;
+}
+
+file_written settings_file::write(const runtime::deadline& limit,
+                                  const std::function<str_t()>& render) {
+    ORV_trace4("openWrite %s", path_);
+    // Before the file is opened, and so cut, for it is not to be left so if memory runs out; with
+    // no time left, for nothing.
+    const bin_t bytes = limit.passed() ? bin_t() : encipher(render(), key_);
+    file_written done;
+    done.hash = hash_of(bytes);
+    opened_file opened;
+    const opening way = open_to_write(opened, path_, key_, bytes.length(), limit, done.reason);
+    if (way == opening::no_room)
+        ORV_trace4("openWrite::write"); // as if it had been tried
+    if (way == opening::done) {
+        const file_lock lock(fileno(opened.out.handle), LOCK_EX);
+        ORV_trace4("openWrite::write");
+        done.is_whole = replace_content(opened, bytes, done.reason);
+        if (done.is_whole)
+            ORV_trace4("openWrite::write OK");
+        done.before = opened.before;
+        done.after = state_of(fileno(opened.out.handle));
+    }
+    opened.out.close();
+    if (!done.is_whole)
+        ORV_trace4("openWrite::write error");
+    return done;
+}
+
+} // namespace ORV

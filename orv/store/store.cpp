@@ -1,0 +1,233 @@
+// The worker looks at the state of the file and reads a changed one into a document of its own,
+// without the lock of the document. Only the exchange of the two is made under it:
+//
+//     host    get  get  set  get       get  get
+//     worker      read, decipher, parse | exchange | drop the old one
+//
+// A save renders under that lock, and enciphers and writes without it.
+#include <orv/store/store.hpp>
+
+#include <orv/runtime/signals_blocked.hpp>
+#include <orv/store/kernel.hpp>
+#include <orv/store/wipe.hpp>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <unistd.h>
+
+namespace ORV {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr long close_budget = 10000; // ticks
+constexpr std::chrono::milliseconds pass_pause(500);
+// A file is empty for a tenth of a second while it is being saved.
+constexpr std::chrono::milliseconds look_pause(20);
+constexpr int most_looks = 10;
+// For so long a file that is not ours, or not whole, may be one that is about to be.
+constexpr std::chrono::seconds patience(2);
+
+// The last set that the thread has made since it has saved; 0 for none.
+thread_local unsigned long last_set = 0;
+
+str_t absolute(const char* path) {
+    str_t whole;
+    if (path && *path && *path != '/') {
+        const std::unique_ptr<char, void (*)(void*)> directory(getcwd(nullptr, 0), std::free);
+        if (directory)
+            whole << directory.get() << "/";
+    }
+    return whole << path;
+}
+
+} // namespace
+
+store::store(const char* path, const char* key) : path_(absolute(path)) {
+    constexpr unsigned long key_size = 32;
+    if (key)
+        config_.cipherKey.append(key, strnlen(key, key_size));
+}
+
+store::~store() { stop(); }
+
+bool store::open() {
+    const bool loaded = load();
+    config_.file = path_; // not before: what could not be read for lack of memory is not saved
+    const runtime::signals_blocked on_the_worker;
+    start();
+    return loaded;
+}
+
+bool store::load() {
+    settings_file file(path_, config_.cipherKey);
+    bool loaded = false;
+    for (int looks = 0; looks < most_looks && !loaded; ++looks) {
+        if (looks != 0)
+            runtime::sleep(look_pause);
+        const file_content found = file.read();
+        config_.doc.clear();
+        loaded = found.load(config_.doc);
+        if (loaded) {
+            known_ = found.state;
+            known_hash_ = found.hash;
+            config_.fileTime = known_.modified.tv_sec;
+        } else if (found.is_read) {
+            refuse(found.state);
+        }
+        const bool was_empty = found.is_read && found.is_empty;
+        if (!was_empty && !state_of(path_.c_str()).is_empty())
+            break; // nothing is about to come
+    }
+    if (config_.doc.nameLength() == 0) // there was no element to read, and none could be saved
+        config_.doc = xml::root("root");
+    was_absent_ = !loaded && state_of(path_.c_str()).is_absent && can_be_made(path_.c_str());
+    return loaded;
+}
+
+int store::close() {
+    pause_.interrupt();
+    stop();
+    const int saved = save(close_budget);
+    const std::lock_guard<critical> turn(turn_);
+    const use ours(*this);
+    config_.file = nullptr;
+    wipe(config_.cipherKey);
+    config_.cipherKey.clear();
+    config_.doc.clear();
+    return saved;
+}
+
+int store::save(long budget) {
+    const std::lock_guard<critical> turn(turn_);
+    bool is_saved;
+    {
+        const use ours(*this);
+        is_saved = saved_ == sets_;
+    }
+    if (!is_saved && !config_.file.empty()) {
+        unsigned long included = 0;
+        const file_written written =
+            settings_file(config_.file, config_.cipherKey).write(runtime::deadline(budget), [&] {
+                return render(included);
+            });
+        note(written);
+        is_saved = written.is_whole;
+        if (is_saved)
+            saved_ = included;
+        else
+            errno = written.reason;
+    }
+    return result(is_saved);
+}
+
+// The text of the document with the owner's marker in it; `included` is the last set in it.
+str_t store::render(unsigned long& included) {
+    const use ours(*this);
+    bool created; // no change of the host's: the flag stays as it is
+    ours.config.doc.get(nullptr, sconfig::marker, created);
+    included = sets_;
+    str_t text;
+    ours.config.doc.saveF(text, 0);
+    return text;
+}
+
+// What we have done to the file ourselves is no change of others, also where a save has failed and
+// put back what was there.
+void store::note(const file_written& written) {
+    if (written.is_whole)
+        known_hash_ = written.hash;
+    else if (differs_in_content(written.before, known_))
+        return;
+    known_ = written.after;
+    config_.fileTime = known_.modified.tv_sec;
+}
+
+// Everybody who has set a value that was replaced since is told, and somebody in any case.
+int store::result(bool is_saved) {
+    if (!is_saved)
+        return kernel::save_failed;
+    const use ours(*this);
+    const bool is_told_now = replaced_ != told_ || (last_set != 0 && last_set <= replaced_);
+    told_ = replaced_;
+    last_set = 0;
+    return is_told_now ? kernel::save_replaced : kernel::save_ok;
+}
+
+int store::reloads() {
+    const use ours(*this);
+    return reloads_;
+}
+
+int store::onRunStep(int) {
+    if (!reload_if_changed() && !pause_.wait(pass_pause))
+        return -1;
+    return pause_.wait(pass_pause) ? 0 : -1;
+}
+
+// True if the file was changed and has been loaded.
+bool store::reload_if_changed() {
+    const std::lock_guard<critical> turn(turn_);
+    const file_state now = state_of(path_.c_str());
+    if (now.modified.tv_sec < 1 || !differs_in_content(now, known_) || is_given_up(now))
+        return false;
+    try {
+        const file_content found = settings_file(path_, config_.cipherKey).read();
+        if (!found.is_read)
+            return false; // and nothing has changed; the next pass tries again
+        // In the same second only other bytes are a change: some servers round times.
+        if (found.state.modified.tv_sec == config_.fileTime && found.hash == known_hash_) {
+            known_ = found.state;
+            return false;
+        }
+        xml::root fresh;
+        if (!found.load(fresh)) {
+            refuse(found.state);
+            return false;
+        }
+        replace_document(fresh);
+        known_ = found.state;
+        known_hash_ = found.hash;
+        config_.fileTime = known_.modified.tv_sec;
+    } catch (const std::bad_alloc&) {
+        return false; // to be tried again: the worker has nobody to pass the exception to
+    }
+    return true;
+}
+
+// The old document goes with `by`, when nobody waits any more.
+void store::replace_document(xml::root& by) {
+    const use ours(*this);
+    ours.config.doc.swap(by);
+    ours.config.changed = false;
+    if (saved_ != sets_)
+        replaced_ = sets_;
+    saved_ = sets_;
+    ++reloads_;
+}
+
+// A file that could be read and was refused is read again for a while, as it may be about to be
+// saved, and then only if anything about it has changed.
+bool store::is_given_up(const file_state& state) const {
+    return !differs(state, refused_) && steady_clock::now() - refused_at_ > patience;
+}
+
+void store::refuse(const file_state& state) {
+    if (!differs(state, refused_))
+        return;
+    refused_ = state;
+    refused_at_ = steady_clock::now();
+}
+
+change::~change() {
+    if (config.changed)
+        last_set = ++of_.sets_;
+    else
+        config.changed = was_changed_;
+}
+
+} // namespace ORV

@@ -1,0 +1,99 @@
+// An open store: the settings document, its file, and the worker that takes over what others save.
+// Not installed.
+#pragma once
+
+#include <orv/runtime/critical.hpp>
+#include <orv/runtime/pause.hpp>
+#include <orv/runtime/thread.hpp>
+#include <orv/store/file_state.hpp>
+#include <orv/store/sconfig.hpp>
+#include <orv/store/settings_file.hpp>
+
+#include <chrono>
+#include <mutex>
+#include <utility>
+
+namespace ORV {
+
+// Two locks are taken in this order. The turn is for the file: a save holds it from the rendering
+// to the noting of the file's state, a reload from the look at that state to the exchange of the
+// documents, so that neither puts something old in the place of something new. The other is for the
+// document, and held for moments.
+class store : public thread {
+public:
+    // Without a file.
+    store() = default;
+    // For the file at `path`. Of `key` 32 bytes are read, or those in front of its NUL.
+    store(const char* path, const char* key);
+    ~store() override;
+
+    // Reads the file and starts the worker. True if a whole document of ours was loaded.
+    bool open();
+    // Stops the worker and saves. From then on there is no file, and the document is empty.
+    int close();
+    // Saves what is unsaved, with so many ticks to open the file. Returns a `kernel::saved`.
+    int save(long budget);
+
+    bool was_absent() const { return was_absent_; }
+    int reloads();
+
+private:
+    friend class use;
+    friend class change;
+
+    bool load();
+    str_t render(unsigned long& included);
+    void note(const file_written& written);
+    int result(bool is_saved);
+    int onRunStep(int step) override;
+    bool reload_if_changed();
+    void replace_document(xml::root& by);
+    bool is_given_up(const file_state& state) const;
+    void refuse(const file_state& state);
+
+    const str_t path_;
+    runtime::pause pause_;
+    bool was_absent_ = false;
+
+    critical turn_;
+    file_state known_; // the file as we have read or written it last
+    unsigned long known_hash_ = 0;
+    file_state refused_; // the file as it was when it was first found not to be ours, or not whole
+    std::chrono::steady_clock::time_point refused_at_;
+
+    critical lock_;
+    sconfig config_;
+    unsigned long sets_ = 0;     // that have changed the document
+    unsigned long saved_ = 0;    // the last of them that is in the file, or has been replaced
+    unsigned long replaced_ = 0; // the last of them that another process's values have replaced
+    unsigned long told_ = 0;     // what that was when a save has last said so
+    int reloads_ = 0;
+};
+
+// A use of the settings, for as long as it lives: holds the lock of the document.
+class use {
+public:
+    explicit use(store& of) : config(of.config_), of_(of), guard_(of.lock_) {}
+
+    sconfig& config;
+
+protected:
+    store& of_;
+
+private:
+    const std::lock_guard<critical> guard_;
+};
+
+// A use that may change the document, which `config.changed` then tells: the change is counted.
+class change : public use {
+public:
+    explicit change(store& of) : use(of), was_changed_(std::exchange(config.changed, false)) {}
+    change(const change&) = delete;
+    change& operator=(const change&) = delete;
+    ~change();
+
+private:
+    const bool was_changed_;
+};
+
+} // namespace ORV
