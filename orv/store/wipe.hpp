@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+namespace ORV {
+
 // Zeros memory that is not used afterwards; the compiler may not drop the store.
 inline void wipe(void* memory, unsigned long size) {
     std::memset(memory, 0, size);
@@ -16,3 +18,5 @@ inline void wipe(str_t& text) {
     if (text.block() && text.block()->refs == 1)
         wipe(const_cast<char*>(text.c_str()), text.length());
 }
+
+} // namespace ORV
