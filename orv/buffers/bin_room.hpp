@@ -26,6 +26,9 @@ public:
             bin_room::extend(block_, count, [=](char* end) { std::memcpy(end, bytes, 16); });
     }
 
+    // What there is after the first run, until the next.
+    unsigned char* bytes() { return reinterpret_cast<unsigned char*>(block_->data()); }
+
 private:
     bin_t::binbuf_t*& block_;
 };

@@ -41,4 +41,9 @@ timespec status_time(const struct stat& of);
 // number at once. Blocks for as long as the system's resolver takes.
 in_addr_t address_of_host(const char* name);
 
+#ifdef __aarch64__
+// Whether the processor has the instructions for AES. One that is an x86-64 tells it itself.
+bool has_aes_instructions();
+#endif
+
 } // namespace runtime

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <netdb.h>
 #include <string>
+#include <sys/auxv.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/times.h>
@@ -164,5 +165,9 @@ in_addr_t address_of_host(const char* name) {
         return address;
     }
 }
+
+#ifdef __aarch64__
+bool has_aes_instructions() { return (getauxval(AT_HWCAP) & HWCAP_AES) != 0; }
+#endif
 
 } // namespace runtime

@@ -1,5 +1,7 @@
 // AES as in FIPS-197, section 5, on four columns of four bytes held as little-endian words. One
-// round of a column is four table look-ups, a byte from each of four columns, and a round key.
+// round of a column is four table look-ups, a byte from each of four columns, and a round key. A
+// processor that has instructions for the rounds runs them in place of that, by the same keys
+// (aes_instructions.cpp).
 //
 // A block of the settings file, before it is enciphered:
 //
@@ -9,6 +11,7 @@
 #include <orv/store/aes.hpp>
 
 #include <orv/buffers/bin_room.hpp>
+#include <orv/store/aes_instructions.hpp>
 #include <orv/store/aes_tables.hpp>
 #include <orv/store/wipe.hpp>
 
@@ -20,6 +23,7 @@ namespace {
 
 constexpr unsigned long block_size = 16;
 constexpr unsigned long payload = block_size - 1;
+constexpr unsigned char zeros[block_size] = {}; // what the first block is chained to
 
 using word = std::uint64_t; // carries 32 bits
 
@@ -202,50 +206,66 @@ columns frame(const unsigned char* bytes, unsigned long count) {
     return load_block(block);
 }
 
-// Appends what a plain block carries. One whose length byte is out of range is skipped without a
-// word.
-void unframe(buffers::bin_appender& out, const columns& plain) {
-    unsigned char block[block_size + 1] = {}; // for 16 bytes to be behind the length byte
-    store_block(block, plain);
-    if (block[0] <= payload)
-        out.append(block + 1, block[0]);
+} // namespace
+
+void aes::encipher(unsigned char* blocks, unsigned long count) const {
+    if (const aes_instructions* const processor = aes_instructions::here())
+        return processor->encipher(round_key_, rounds_, blocks, count);
+    const block_cipher<false> encipher{forward_[0], forward_box_, round_key_, rounds_};
+    columns chain{}; // the enciphered block before, for which each waits
+    for (; count > 0; --count, blocks += block_size) {
+        chain = (load_block(blocks) ^ encipher.first_key()) ^ chain;
+        encipher(chain);
+        store_block(blocks, chain);
+    }
 }
 
-} // namespace
+void aes::decipher(const unsigned char* before, const unsigned char* in, unsigned char* out,
+                   unsigned long count) const {
+    if (const aes_instructions* const processor = aes_instructions::here())
+        return processor->decipher(round_key_, rounds_, before, in, out, count);
+    const block_cipher<true> decipher{reverse_[0], reverse_box_, round_key_, rounds_};
+    columns chain = load_block(before);
+    for (; count >= 2; count -= 2, in += 2 * block_size, out += 2 * block_size) {
+        const columns first = load_block(in), second = load_block(in + block_size);
+        columns s = first ^ decipher.first_key(), t = second ^ decipher.first_key();
+        decipher(s, t);
+        store_block(out, s ^ chain);
+        store_block(out + block_size, t ^ first);
+        chain = second;
+    }
+    if (count > 0) {
+        columns s = load_block(in) ^ decipher.first_key();
+        decipher(s);
+        store_block(out, s ^ chain);
+    }
+}
 
 void aes::crypt_ecb(mode_t mode, unsigned char* in, unsigned char* out) {
     if (rounds_ == 0)
         return;
-    const block_cipher<false> encipher{forward_[0], forward_box_, round_key_, rounds_};
-    const block_cipher<true> decipher{reverse_[0], reverse_box_, round_key_, rounds_};
-    columns block = load_block(in) ^ encipher.first_key();
     if (mode == mode_decrypt)
-        decipher(block);
-    else
-        encipher(block);
-    store_block(out, block);
+        return decipher(zeros, in, out, 1);
+    std::memmove(out, in, block_size);
+    encipher(out, 1);
 }
 
 bin_t aes::encrypt(const bin_t& in, unsigned char* key, int bits) {
     bin_t result;
     aes schedule;
-    if (!schedule.setkey_enc(key, bits))
+    if (in.empty() || !schedule.setkey_enc(key, bits))
         return result;
-    const block_cipher<false> encipher{schedule.forward_[0], schedule.forward_box_,
-                                       schedule.round_key_, schedule.rounds_};
     buffers::bin_appender out(result);
-    columns chain{}; // the enciphered block before, for which the next one waits
     const unsigned char* bytes = bytes_of(in);
     for (unsigned long left = in.length(); left > 0;) {
         const unsigned long count = left < payload ? left : payload;
-        chain = (frame(bytes, count) ^ encipher.first_key()) ^ chain;
-        encipher(chain);
         unsigned char block[block_size];
-        store_block(block, chain);
+        store_block(block, frame(bytes, count));
         out.append(block, block_size);
         bytes += count;
         left -= count;
     }
+    schedule.encipher(out.bytes(), result.length() / block_size);
     return result;
 }
 
@@ -254,24 +274,20 @@ bin_t aes::decrypt(const bin_t& in, unsigned char* key, int bits) {
     aes schedule;
     if (!schedule.setkey_dec(key, bits))
         return result;
-    const block_cipher<true> decipher{schedule.reverse_[0], schedule.reverse_box_,
-                                      schedule.round_key_, schedule.rounds_};
     buffers::bin_appender out(result);
-    columns chain{}; // the enciphered block before
+    unsigned char plain[32 * block_size + 1]; // for 16 bytes to be behind the last length byte
+    const unsigned char* before = zeros;
     const unsigned char* bytes = bytes_of(in);
-    unsigned long left = in.length();
-    for (; left >= 2 * block_size; left -= 2 * block_size, bytes += 2 * block_size) {
-        const columns first = load_block(bytes), second = load_block(bytes + block_size);
-        columns s = first ^ decipher.first_key(), t = second ^ decipher.first_key();
-        decipher(s, t);
-        unframe(out, s ^ chain);
-        unframe(out, t ^ first);
-        chain = second;
-    }
-    if (left >= block_size) {
-        columns s = load_block(bytes) ^ decipher.first_key();
-        decipher(s);
-        unframe(out, s ^ chain);
+    for (unsigned long left = in.length() / block_size; left > 0;) {
+        const unsigned long count = left < 32 ? left : 32;
+        schedule.decipher(before, bytes, plain, count);
+        for (unsigned long at = 0; at < count * block_size; at += block_size) {
+            if (plain[at] <= payload) // what is out of range is skipped without a word
+                out.append(plain + at + 1, plain[at]);
+        }
+        bytes += count * block_size;
+        before = bytes - block_size;
+        left -= count;
     }
     return result;
 }

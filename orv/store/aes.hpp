@@ -8,13 +8,15 @@
 
 namespace ORV {
 
-// AES (FIPS-197) with 128-, 192- and 256-bit keys, table-driven, and around it the chaining and
-// framing of the settings file: cipher block chaining with an initial vector of zeros, each block
-// carrying a length byte and up to 15 bytes.
+// AES (FIPS-197) with 128-, 192- and 256-bit keys, and around it the chaining and framing of the
+// settings file: cipher block chaining with an initial vector of zeros, each block carrying a
+// length byte and up to 15 bytes. The rounds are run by the processor's instructions for them where
+// it has any, and are table-driven where not, with the same results.
 //
 // A cipher object holds one key schedule; it is wiped when the object goes. Threads: an object
-// belongs to one; the tables are shared by all and constant. The table look-ups take time that
-// depends on the key, so the cipher is not for use where others can measure it.
+// belongs to one; the tables are shared by all and constant. A table look-up takes time that
+// depends on the key, and the key schedule makes some on every processor, so the cipher is not for
+// use where others can measure it.
 class ORV_API aes {
 public:
     // The direction of `crypt_ecb`: any value but 0 enciphers.
@@ -44,6 +46,10 @@ private:
     using word = std::uint64_t; // carries 32 bits
 
     ORV_LOCAL void forget();
+    // Chained blocks: the first to zeros, or to those `before`.
+    ORV_LOCAL void encipher(unsigned char* blocks, unsigned long count) const;
+    ORV_LOCAL void decipher(const unsigned char* before, const unsigned char* in,
+                            unsigned char* out, unsigned long count) const;
 
     const unsigned char* forward_box_;
     const word* forward_[4];
