@@ -1,5 +1,4 @@
 // Modular powers of numbers of key sizes, beside GMP.
-#include "allocations.hpp"
 
 #include <orv/bigint/ubigint.hpp>
 
@@ -49,7 +48,6 @@ void modexp_ours(benchmark::State& state) {
     const ubigint base = ours(bits_of(state), 1);
     const ubigint exponent = ours(bits_of(state), 2);
     const ubigint modulus = ours(bits_of(state), 3);
-    const counted_allocations allocations(state);
     for (auto _ : state)
         benchmark::DoNotOptimize(ubigint::modexp2(base, exponent, modulus));
 }

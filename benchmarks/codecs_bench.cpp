@@ -1,5 +1,4 @@
 // Base64 and base32, beside OpenSSL's base64 of the same bytes: it has no base32.
-#include "allocations.hpp"
 
 #include <orv/buffers/bin.hpp>
 #include <orv/buffers/str.hpp>
@@ -30,13 +29,11 @@ str_t base64_text() { return str_t::base64code(input().data(), count, 0); }
 str_t base32_text() { return str_t::base32code(input().data(), count, 0, '-'); }
 
 void encode64_ours(benchmark::State& state) {
-    const counted_allocations allocations(state);
     for (auto _ : state)
         benchmark::DoNotOptimize(base64_text());
 }
 
 void encode32_ours(benchmark::State& state) {
-    const counted_allocations allocations(state);
     for (auto _ : state)
         benchmark::DoNotOptimize(base32_text());
 }
@@ -52,14 +49,12 @@ void encode_openssl(benchmark::State& state) {
 
 void decode64_ours(benchmark::State& state) {
     const str_t text = base64_text();
-    const counted_allocations allocations(state);
     for (auto _ : state)
         benchmark::DoNotOptimize(bin_t::base64decode(text.c_str()));
 }
 
 void decode32_ours(benchmark::State& state) {
     const str_t text = base32_text();
-    const counted_allocations allocations(state);
     for (auto _ : state)
         benchmark::DoNotOptimize(bin_t::base32decode(text.c_str()));
 }

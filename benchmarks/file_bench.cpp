@@ -1,6 +1,5 @@
 // Loading and saving a settings file, beside libtomcrypt and pugixml doing the same with the same
 // text. The pause that every save of ours makes is left out: a save is made of its parts here.
-#include "allocations.hpp"
 #include "samples.hpp"
 #include "tomcrypt_cbc.hpp"
 
@@ -34,7 +33,7 @@ const sample& sample_for(benchmark::State& state) {
     const auto all = samples::settings(static_cast<unsigned long>(state.range(0)) / 20, 20);
     wanted.settings = samples::shuffled(all);
     wanted.ours = samples::settings_file(all, "ours" + name);
-    wanted.peers = samples::directory() + "/peers" + name;
+    wanted.peers = samples::file("peers" + name);
     wanted.text = samples::settings_text(all);
     std::string text = wanted.text;
     text.resize(tomcrypt::whole_blocks(text.size()), ' ');
@@ -72,7 +71,6 @@ bool read_ours(ORV::sconfig& config, const sample& from) {
 
 void load_ours(benchmark::State& state) {
     const sample& from = sample_for(state);
-    const counted_allocations allocations(state);
     for (auto _ : state) {
         ORV::sconfig config;
         if (!read_ours(config, from) || !all_found(config.doc, from.settings))
@@ -119,10 +117,9 @@ void save_ours(benchmark::State& state) {
     ORV::sconfig config;
     if (!read_ours(config, from) || !all_found(config.doc, from.settings))
         return state.SkipWithError("not what was saved");
-    const std::string path = samples::directory() + "/saved_by_us";
+    const std::string path = samples::file("saved_by_us");
     unsigned char key[32];
     std::memcpy(key, samples::key_text, sizeof key);
-    const counted_allocations allocations(state);
     for (auto _ : state) {
         str_t text;
         config.doc.saveF(text, 0);
@@ -154,7 +151,7 @@ void save_peers(benchmark::State& state) {
     };
     if (write() != from.text)
         return state.SkipWithError("not the text that we write");
-    const std::string path = samples::directory() + "/saved_by_peers";
+    const std::string path = samples::file("saved_by_peers");
     for (auto _ : state) {
         std::string text = write();
         text.resize(tomcrypt::whole_blocks(text.size()), ' ');

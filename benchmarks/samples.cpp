@@ -1,11 +1,11 @@
 #include "samples.hpp"
+#include "support/temporary_directory.hpp"
 
 #include <orv/orv.hpp>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <random>
 #include <unordered_set>
 
@@ -33,21 +33,6 @@ std::vector<std::string> words(unsigned long count, std::mt19937& random) {
     }
     return made;
 }
-
-struct temporary_directory {
-    std::string path = (std::filesystem::temp_directory_path() / "orv_bench.XXXXXX").string();
-
-    temporary_directory() {
-        if (!mkdtemp(path.data())) {
-            std::perror(path.c_str());
-            std::exit(1);
-        }
-    }
-    ~temporary_directory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-};
 
 std::string level_name(unsigned long level, bool same_name) {
     std::mt19937 random(static_cast<unsigned>(level));
@@ -97,14 +82,14 @@ std::vector<setting> shuffled(std::vector<setting> all) {
     return all;
 }
 
-const std::string& directory() {
-    static const temporary_directory made;
-    return made.path;
+std::string file(const std::string& name) {
+    static const temporary_directory directory;
+    return directory.file(name);
 }
 
 std::string settings_file(const std::vector<setting>& all, const std::string& name) {
     ORV::sconfig config;
-    config.file = (directory() + "/" + name).c_str();
+    config.file = file(name).c_str();
     config.cipherKey = key_text;
     fill(config.doc, all);
     config.doc["~ORV"]; // the marker by which the library knows a whole file

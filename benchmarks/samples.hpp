@@ -19,8 +19,8 @@ std::vector<setting> settings(unsigned long sections, unsigned long keys);
 // The same in random order.
 std::vector<setting> shuffled(std::vector<setting> all);
 
-// A directory of this process, removed when it ends.
-const std::string& directory();
+// The path of a file in a directory of this process, which is removed when it ends.
+std::string file(const std::string& name);
 
 // Writes a settings file and returns its path.
 std::string settings_file(const std::vector<setting>& all, const std::string& name);
@@ -28,8 +28,8 @@ std::string settings_file(const std::vector<setting>& all, const std::string& na
 // The plaintext of that file, without its magic.
 std::string settings_text(const std::vector<setting>& all);
 
-// A reply of a web service with its declaration: at least `bytes` of it, and not much more. One
-// element stands one level below the envelope, another ("total") four levels below the top.
+// A reply of a web service with its declaration, of about so many bytes. One element stands one
+// level below the envelope, another ("total") four levels below the top.
 std::string reply(unsigned long bytes);
 inline constexpr char one_level_down[] = "soap:Envelope/soap:Body";
 inline constexpr char four_levels_down[] = "soap:Envelope/soap:Body/ListResponse/total";
