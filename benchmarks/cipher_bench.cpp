@@ -7,7 +7,6 @@
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -77,23 +76,23 @@ void decipher_tomcrypt(benchmark::State& state) {
     tomcrypt_loop(state, [](tomcrypt::cbc& cipher, char* at) { cipher.decrypt(at, payload); });
 }
 
-// Table-driven like the other two: the hardware's own AES is masked off by the environment, before
-// the process begins.
+// With the processor's instructions for it, and as many bytes as our ciphertext has: each of our
+// blocks carries 15 of its 16.
 void openssl_loop(benchmark::State& state, int direction) {
-    if (!std::getenv("OPENSSL_ia32cap"))
-        return state.SkipWithError("OPENSSL_ia32cap is not set; run scripts/bench");
+    constexpr unsigned long size = (payload + 14) / 15 * 16;
     const unsigned char zeros[16] = {};
-    const auto* in = reinterpret_cast<const unsigned char*>(plain_bytes().data());
+    const std::string in = plain_bytes() + std::string(size - payload, '\0');
     const key_bytes key;
     for (auto _ : state) {
-        const std::unique_ptr<unsigned char[]> result(new unsigned char[payload + 16]);
+        const std::unique_ptr<unsigned char[]> result(new unsigned char[size + 16]);
         const std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)> context(
             EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
         EVP_CipherInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key.bytes, zeros, direction);
         EVP_CIPHER_CTX_set_padding(context.get(), 0);
         int count = 0;
-        EVP_CipherUpdate(context.get(), result.get(), &count, in, payload);
-        if (count != static_cast<int>(payload))
+        EVP_CipherUpdate(context.get(), result.get(), &count,
+                         reinterpret_cast<const unsigned char*>(in.data()), size);
+        if (count != static_cast<int>(size))
             return state.SkipWithError("not all was enciphered");
         benchmark::DoNotOptimize(result.get());
     }
@@ -105,9 +104,13 @@ void decipher_openssl(benchmark::State& state) { openssl_loop(state, 0); }
 
 BENCHMARK(encipher_ours)->Name("encipher/ours")->Unit(benchmark::kMicrosecond);
 BENCHMARK(encipher_tomcrypt)->Name("encipher/libtomcrypt")->Unit(benchmark::kMicrosecond);
-BENCHMARK(encipher_openssl)->Name("encipher/OpenSSL without AES-NI")->Unit(benchmark::kMicrosecond);
+BENCHMARK(encipher_openssl)
+    ->Name("encipher/OpenSSL with AES instructions")
+    ->Unit(benchmark::kMicrosecond);
 BENCHMARK(decipher_ours)->Name("decipher/ours")->Unit(benchmark::kMicrosecond);
 BENCHMARK(decipher_tomcrypt)->Name("decipher/libtomcrypt")->Unit(benchmark::kMicrosecond);
-BENCHMARK(decipher_openssl)->Name("decipher/OpenSSL without AES-NI")->Unit(benchmark::kMicrosecond);
+BENCHMARK(decipher_openssl)
+    ->Name("decipher/OpenSSL with AES instructions")
+    ->Unit(benchmark::kMicrosecond);
 
 } // namespace

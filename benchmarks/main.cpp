@@ -1,4 +1,5 @@
-// The program behind scripts/bench: all rows, ours and the peers', in one process.
+// The program behind scripts/bench: all rows but the exchanges, ours and the peers', in one
+// process.
 //
 // A benchmark is called row/side or row/side/size; scripts/bench_report.py puts the sides of a row
 // next to each other.
@@ -21,7 +22,8 @@ namespace {
 std::string peers() {
     return "GLib " + std::to_string(GLIB_MAJOR_VERSION) + "." + std::to_string(GLIB_MINOR_VERSION) +
            ", GMP " + gmp_version +
-           ", libtomcrypt " SCRYPT ", libxml2 " LIBXML_DOTTED_VERSION ", " +
+           ", libcurl " LIBCURL_VERSION ", libtomcrypt " SCRYPT ", libxml2 " LIBXML_DOTTED_VERSION
+           ", " +
            OpenSSL_version(OPENSSL_VERSION) + ", pugixml " +
            std::to_string(PUGIXML_VERSION / 1000) + "." +
            std::to_string(PUGIXML_VERSION / 10 % 100) + ", SQLite " + sqlite3_libversion();

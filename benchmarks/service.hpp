@@ -1,16 +1,18 @@
-// A web service on loopback, in a thread of this process, that gives every request the same reply.
+// A web service on loopback, in a process of its own, that gives every request the same reply.
 #pragma once
 
 #include <arpa/inet.h>
+#include <csignal>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <thread>
 
 inline bool send_all(int to, const std::string& bytes) {
     for (unsigned long sent = 0; sent < bytes.size();) {
@@ -22,30 +24,43 @@ inline bool send_all(int to, const std::string& bytes) {
     return true;
 }
 
-// It answers one request after the other for as long as the process runs, and allocates nothing
-// meanwhile.
+// It answers one request after the other for as long as it lives. The process that makes it
+// allocates nothing for it.
 class service {
 public:
-    // Every reply has status 200 and this body.
-    explicit service(const std::string& body)
-        : reply_("HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
-                 std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body) {
+    // Every reply has status 200 and the body that `make_body` gives.
+    template <class MakeBody>
+    explicit service(MakeBody make_body) {
         const int listener = socket(AF_INET, SOCK_STREAM, 0);
         address_.sin_family = AF_INET;
         address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof address_;
         auto* address = reinterpret_cast<sockaddr*>(&address_);
         if (bind(listener, address, size) != 0 || listen(listener, 64) != 0 ||
-            getsockname(listener, address, &size) != 0)
+            getsockname(listener, address, &size) != 0 || (process_ = fork()) < 0)
             std::abort();
-        std::thread([listener, reply = reply_] { serve(listener, reply); }).detach();
+        if (process_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            serve(listener, reply(make_body()));
+        }
+        close(listener);
     }
+    service(const service&) = delete;
+    service& operator=(const service&) = delete;
+    ~service() {
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+
     const sockaddr_in& address() const { return address_; }
     std::string url() const {
         return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)) + "/service";
     }
-    // All of it, head and body.
-    const std::string& reply() const { return reply_; }
+    // All of a reply, head and body.
+    static std::string reply(const std::string& body) {
+        return "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
+               std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+    }
 
 private:
     [[noreturn]] static void serve(int listener, const std::string& reply) {
@@ -81,6 +96,6 @@ private:
         return true;
     }
 
-    std::string reply_;
     sockaddr_in address_{};
+    pid_t process_ = -1;
 };
