@@ -2,21 +2,26 @@
 // should be.
 #include <orv/orv.hpp>
 
+#include "support/random.hpp"
 #include "support/settings_file.hpp"
 #include "support/temporary_directory.hpp"
 #include "support/trace_recorder.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -121,10 +126,15 @@ TEST_F(File, WhatOpenFinds) {
     mkfifo(directory.file("pipe").c_str(), 0600);
     symlink("missing", directory.file("link").c_str());
     symlink("missing/file", directory.file("astray").c_str());
+    for (const auto& [folder, mode] : {std::pair{"", 0755}, {"open", 0777}, {"locked", 0555}}) {
+        std::filesystem::create_directory(directory.file(folder));
+        chmod(directory.file(folder).c_str(), static_cast<mode_t>(mode));
+    }
     const struct {
         std::string path;
         const char* key;
         int result;
+        bool by_root = true;
     } rows[] = {
         {path, settings_key, ORV_OPEN_LOADED},
         {"", settings_key, ORV_OPEN_REFUSED}, // and nothing changes
@@ -133,18 +143,23 @@ TEST_F(File, WhatOpenFinds) {
         {directory.file("missing"), settings_key, ORV_OPEN_NEW},
         {directory.file("empty"), settings_key, ORV_OPEN_UNREADABLE},
         {"no-such-file", settings_key, ORV_OPEN_NEW}, // where we are
-        {"/no-such-file", "a key text of which 32 bytes cou", ORV_OPEN_NEW},
+        {directory.file("none"), "a key text of which 32 bytes cou", ORV_OPEN_NEW},
         {path, "a key text of which 32 bytes coU", ORV_OPEN_UNREADABLE},
         {directory.file("missing/file"), settings_key, ORV_OPEN_UNREADABLE}, // no folder
         {directory.file("pipe"), settings_key, ORV_OPEN_UNREADABLE},
         {directory.file("link"), settings_key, ORV_OPEN_NEW},
         {directory.file("astray"), settings_key, ORV_OPEN_UNREADABLE},
+        {directory.file("open/file"), settings_key, ORV_OPEN_NEW, false},
+        {directory.file("locked/file"), settings_key, ORV_OPEN_UNREADABLE, false},
     };
     EXPECT_EQ(ORV_open(nullptr, settings_key), ORV_OPEN_REFUSED);
     EXPECT_EQ(g_Kernel, nullptr);
     int value = 0;
     for (const auto& row : rows) {
+        if (!row.by_root) [[maybe_unused]]
+            const int done = seteuid(geteuid() == 0 ? 65534 : geteuid());
         EXPECT_EQ(ORV_open(row.path.c_str(), row.key), row.result) << row.path;
+        [[maybe_unused]] const int back = seteuid(getuid());
         if (row.result != ORV_OPEN_REFUSED)
             value = row.result == ORV_OPEN_LOADED ? 1 : -1;
         EXPECT_EQ(ORVSC_GetInt("a", "b", -1), value) << row.path;
@@ -227,16 +242,120 @@ TEST_F(File, TheLock) {
     EXPECT_GE(steady_clock::now() - between, milliseconds(200));
 }
 
-// ---- Reloading
+// ---- Saving while the store is open
 
-// Every change gets a second of its own, as the check tells changes apart by whole seconds, and is
-// there at once.
-void write_at(const std::string& path, const std::string& bytes, int second) {
-    const timespec times[] = {{second, 0}, {second, 0}};
+// What the system tells of the room there is, for the tests.
+bool is_full = false, is_limit_hidden = false;
+
+} // namespace
+
+extern "C" ORV_API int statvfs(const char* path, struct statvfs* found) noexcept {
+    const int file = ::open(path, O_RDONLY | O_CLOEXEC), result = fstatvfs(file, found);
+    ::close(file);
+    if (is_full)
+        found->f_bfree = found->f_bavail = 1;
+    return result;
+}
+
+extern "C" ORV_API int getrlimit(__rlimit_resource_t of, rlimit* found) noexcept {
+    const int result = prlimit(0, static_cast<__rlimit_resource>(of), nullptr, found);
+    if (is_limit_hidden)
+        found->rlim_cur = RLIM_INFINITY;
+    return result;
+}
+
+namespace {
+
+// The old file stays, the host goes on and has its values, and they are saved once there is room.
+TEST_F(File, WithoutRoomASaveFailsAndLosesNothing) {
+    const struct {
+        const char* name;
+        bool is_full, is_limited, is_limit_hidden;
+        int reason;
+    } rows[] = {{"a full disk", true, false, false, ENOSPC},
+                {"a limit", false, true, false, EFBIG},
+                {"a limit that is met in the middle", false, true, true, EFBIG}};
+    for (const auto& row : rows) {
+        write_file(path, good);
+        EXPECT_EQ(open(), ORV_OPEN_LOADED);
+        ORVSC_SetString("a", "long", x(20000).c_str());
+        ORVSC_SetInt("a", "b", 2);
+        rlimit limit{8192, RLIM_INFINITY}, none;
+        prlimit(0, RLIMIT_FSIZE, row.is_limited ? &limit : nullptr, &none);
+        is_full = row.is_full;
+        is_limit_hidden = row.is_limit_hidden;
+        take_traces();
+        EXPECT_EQ(ORV_save(), ORV_SAVE_FAILED) << row.name;
+        EXPECT_EQ(errno, row.reason) << row.name;
+        std::string traces;
+        for (const traced& line : take_traces())
+            traces += line.text + ",";
+        EXPECT_EQ(traces, "openWrite " + path +
+                              ",openWrite again,openWrite::write,openWrite::write error,");
+        EXPECT_EQ(read_file(path), good) << row.name;
+        is_full = is_limit_hidden = false;
+        none.rlim_cur = none.rlim_max;
+        prlimit(0, RLIMIT_FSIZE, &none, nullptr);
+        if (row.is_limit_hidden) // what we have put back is no change
+            std::this_thread::sleep_for(milliseconds(1200));
+        EXPECT_EQ(ORVSC_GetInt("a", "b", 0), 2) << row.name;
+        EXPECT_EQ(ORV_close(), ORV_SAVE_OK) << row.name;
+        EXPECT_EQ(open(), ORV_OPEN_LOADED);
+        EXPECT_EQ(ORVSC_GetInt("a", "b", 0), 2) << row.name;
+        ORV_close();
+    }
+}
+
+// A change that is there at once, at that time.
+void write_at(const std::string& path, const std::string& bytes, int second, int nanosecond = 0) {
+    const timespec times[] = {{second, nanosecond}, {second, nanosecond}};
     write_file(path + ".new", bytes);
     utimensat(AT_FDCWD, (path + ".new").c_str(), times, 0);
     std::filesystem::rename(path + ".new", path);
 }
+
+TEST_F(File, WhatBecameOfTheValues) {
+    EXPECT_EQ(ORV_save(), ORV_SAVE_OK); // nothing is open
+    EXPECT_EQ(ORV_close(), ORV_SAVE_OK);
+    write_file(path, good);
+    EXPECT_EQ(open(), ORV_OPEN_LOADED);
+    ORVSC_SetInt("a", "b", 1);
+    EXPECT_EQ(ORV_save(), ORV_SAVE_OK);
+    EXPECT_EQ(read_file(path), good); // no value was another one
+    ORVSC_SetInt("a", "b", 2);
+    EXPECT_EQ(ORV_save(), ORV_SAVE_OK);
+    const std::string saved = read_file(path);
+    struct stat ours;
+    stat(path.c_str(), &ours);
+    write_file(path, "");
+    EXPECT_EQ(ORV_save(), ORV_SAVE_OK); // nothing was set since, and nothing is written
+    EXPECT_EQ(read_file(path), "");
+
+    // Another process's values, saved in the same second, replace what two threads have set; each
+    // of them is told, once.
+    int told = 0;
+    std::thread other([&] {
+        ORVSC_SetInt("a", "c", 3);
+        write_at(path, good, static_cast<int>(ours.st_mtime));
+        while (ORVSC_Reloads() == 0)
+            usleep(1000);
+        told = ORV_save();
+    });
+    ORVSC_SetInt("a", "b", 4);
+    other.join();
+    EXPECT_EQ(told, ORV_SAVE_REPLACED);
+    EXPECT_EQ(ORV_save(), ORV_SAVE_REPLACED);
+    EXPECT_EQ(ORVSC_GetInt("a", "b", 0), 1);
+    EXPECT_EQ(ORV_save(), ORV_SAVE_OK);
+    ORVSC_SetInt("a", "b", 2);
+    EXPECT_EQ(ORV_save(), ORV_SAVE_OK);
+    EXPECT_EQ(read_file(path), saved);
+    EXPECT_EQ(ORV_close(), ORV_SAVE_OK); // and is not written again
+    EXPECT_EQ(open(), ORV_OPEN_LOADED);
+    EXPECT_EQ(ORVSC_Reloads(), 0);
+}
+
+// ---- Reloading
 
 // How often this thread has waited for something.
 long waits() {
@@ -250,14 +369,12 @@ TEST_F(File, WhatDoesNotLoadChangesNothing) {
     struct row {
         const char* name;
         std::string then;
-        int second, value;
+        int second, value, nanosecond = 0;
         std::unique_ptr<ORV::kernel> store = {};
     } rows[] = {
-        {"as it was", good, 1000, 1},
-        {"not ours", "another file", 2000, 1},
-        {"empty", "", 2000, 1},
-        {"no marker", settings("4", ""), 2000, 1},
-        {"from before the epoch", settings("6"), 0, 1},
+        {"as it was", good, 1000, 1, 1}, // but for a fraction of its time
+        {"not ours", "another file", 2000, 1},     {"empty", "", 2000, 1},
+        {"no marker", settings("4", ""), 2000, 1}, {"from before the epoch", settings("6"), 0, 1},
         {"older", settings("8"), 500, 8},
     };
     for (row& row : rows) {
@@ -266,7 +383,7 @@ TEST_F(File, WhatDoesNotLoadChangesNothing) {
         row.store = std::make_unique<ORV::kernel>();
         ASSERT_TRUE(row.store->open(file.c_str(), settings_key));
         row.store->setInt("mine", "x", 7);
-        write_at(file, row.then, row.second);
+        write_at(file, row.then, row.second, row.nanosecond);
     }
     ORV::xfile locked; // to read it takes a tenth of a second
     ASSERT_TRUE(locked.open(directory.file("no marker").c_str(), "rb"));
@@ -313,6 +430,44 @@ TEST_F(File, WhatDoesNotLoadChangesNothing) {
     EXPECT_LT(steady_clock::now() - begin, milliseconds(1000)); // each is in a pause of 500
     for (const row& row : rows)
         EXPECT_EQ(read_file(directory.file(row.name)), settings("2")) << row.name; // not saved
+}
+
+// ---- Texts of any bytes
+
+TEST_F(File, AnyTextSurvives) {
+    seeded_random random;
+    std::map<std::string, std::string> expected; // by section and key, in lower case
+    const std::string bytes = random.bytes(300) + "<>&\"'=/ \t\n\r;#&amp;&#65;</a><~ORV/>";
+    EXPECT_EQ(open(), ORV_OPEN_NEW);
+    for (int i = 0; i < 3000; ++i) {
+        std::string names[2], text = random.text(random.below(20), bytes).c_str();
+        for (std::string& name : names) {
+            name = random.text(1 + random.below(3), random.below(8) == 0 ? bytes : "aB~?!-\xC3_");
+            name.resize(std::min(name.find('/'), std::strlen(name.c_str()))); // one level each
+        }
+        const bool is_good = (names[0] + names[1]).find_first_of("<>\"'= \t\n\r") == names[0].npos;
+        if (names[0].empty() || names[1].empty())
+            continue; // would stand above others
+        EXPECT_EQ(ORVSC_SetText(names[0].c_str(), names[1].c_str(), text.c_str()), is_good)
+            << names[0] << '/' << names[1];
+        std::string name = names[0] + "/" + names[1];
+        std::transform(name.begin(), name.end(), name.begin(),
+                       [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
+        if (is_good)
+            expected[name] = text;
+    }
+    for (const bool is_loaded : {false, true}) {
+        if (is_loaded) {
+            EXPECT_EQ(ORV_close(), ORV_SAVE_OK);
+            EXPECT_EQ(open(), ORV_OPEN_LOADED);
+        }
+        for (const auto& [name, text] : expected) {
+            char got[100];
+            EXPECT_EQ(ORVSC_GetText(nullptr, name.c_str(), got, sizeof got, nullptr),
+                      static_cast<int>(text.size()));
+            EXPECT_EQ(got, text) << name;
+        }
+    }
 }
 
 // ---- The worked example of docs/settings-file.md

@@ -90,4 +90,72 @@ TEST_F(Store, Numbers) {
     EXPECT_EQ(ORVSC_GetInt("r", "missing", 99), 99);
 }
 
+TEST_F(Store, TextsAreUnescapedAndCutAsBySnprintf) {
+    ORVSC_SetString("s", "k", "a &#60; b &amp;amp; &no; ");
+    EXPECT_EQ(ORVSC_SetText("s", "null", nullptr), 1);
+    const struct {
+        const char *key, *def;
+        int size, result;
+        std::string bytes; // all that is written
+    } rows[] = {
+        {"k", "", 99, 17, {"a < b &amp; &no; \0", 18}},
+        {"k", "", 17, 17, {"a < b &amp; &no;\0", 17}},
+        {"k", "", 1, 17, {"\0", 1}},
+        {"k", "", 0, 17, ""},
+        {"k", "", INT_MIN, 17, ""},
+        {"null", "abc", 99, 0, {"\0", 1}},
+        {"none", "&amp;", 99, 5, {"&amp;\0", 6}}, // as it is
+        {"none", nullptr, 99, -1, {"\0", 1}},
+    };
+    for (const bool is_open : {true, false}) {
+        for (const auto& row : rows) {
+            if (!is_open && row.key != std::string("none"))
+                continue;
+            std::string buf(99, '#');
+            EXPECT_EQ(ORVSC_GetText("s", row.key, buf.data(), row.size, row.def), row.result);
+            EXPECT_EQ(buf, row.bytes + std::string(99 - row.bytes.size(), '#')) << row.size;
+            EXPECT_EQ(ORVSC_GetText("s", row.key, nullptr, row.size, row.def), row.result);
+        }
+        char buf[] = "##default";
+        EXPECT_EQ(ORVSC_GetText("s", "none", buf, 8, buf + 2), 7); // from itself
+        EXPECT_STREQ(buf, "default");
+        g_Kernel = nullptr;
+    }
+    EXPECT_EQ(ORVSC_SetText("s", "k", "x") + ORVSC_Remove("s", "k") + ORVSC_Reloads(), 0);
+    EXPECT_EQ(ORVSC_GetNames(nullptr, nullptr, 0), -1);
+}
+
+std::string names(const char* section) {
+    char text[100];
+    const int length = ORVSC_GetNames(section, text, sizeof text);
+    return length < 0 ? std::string("none") + text : std::string(text, text + length);
+}
+
+TEST_F(Store, NamesAreListedAndTakenOut) {
+    ORVSC_SetString("b", "m", "<x>1</x><y>2</y><X>3</X><~ORV/>"); // pending, with a name twice
+    ORVSC_SetText("a/c", "k", "1");
+    ORVSC_SetText("a", "t", "2");
+    ORVSC_SetString("~orv", "", ""); // the marker, as a saved document has it
+    EXPECT_EQ(names(nullptr), "a\nb\n");
+    EXPECT_EQ(names("A/"), "c\nt\n");
+    EXPECT_EQ(names("b/m"), "x\ny\n~ORV\n"); // there it is a name like any other
+    EXPECT_EQ(names("a/t"), "");
+    EXPECT_EQ(names("a/none"), "none");
+    const struct {
+        const char *section, *key;
+        int result;
+    } rows[] = {{"b/m", "x", 1},    {"b/m", "x", 0},       {"a//C", "/K/", 1}, {nullptr, "a/t", 1},
+                {"b", nullptr, 1},  {nullptr, nullptr, 0}, {"/", "", 0},       {"", "~ORV", 0},
+                {"~orv/x", "y", 0}, {"none", "k", 0}};
+    for (const auto& row : rows)
+        EXPECT_EQ(ORVSC_Remove(row.section, row.key), row.result) << row.section << row.key;
+    EXPECT_EQ(names(nullptr), "a\n");
+    EXPECT_EQ(names("a"), "c\n");
+    EXPECT_EQ(get("b/m", "y"), "(none)");
+    for (const char* name : {"", "a/b c", "a\tb", "a\nb", "a\rb", "a=b", "a>b", "a<b", "a\"b",
+                             "a'b", "~ORV", "/~orv/a"})
+        EXPECT_EQ(ORVSC_SetText("", name, "x"), 0) << name;
+    EXPECT_EQ(names(nullptr), "a\n");
+}
+
 } // namespace
