@@ -3,6 +3,7 @@
 #include <orv/orv.hpp>
 
 #include "support/scripted_server.hpp"
+#include "support/settings_file.hpp"
 #include "support/temporary_directory.hpp"
 
 #include <gtest/gtest.h>
@@ -32,6 +33,10 @@ struct Tools : testing::Test {
         ORVSC_SetString(nullptr, "top", "two\n\\lines");
         ORV_close();
         write_file(path("cut"), read_file(path("f")).substr(0, 64));
+        std::string deep = "ORV<root>";
+        for (int i = 0; i < 20000; ++i)
+            deep += "<level>";
+        write_file(path("deep"), settings_file(deep, getenv("ORV_SETTINGS_KEY")));
     }
     std::string path(const char* name) const { return directory.file(name); }
     int run(const std::string& command) {
@@ -58,6 +63,16 @@ TEST_F(Tools, SettingsAreShownAndSet) {
         {"list -kkey f", 0, "\nn/New = -5\n"},
         {"set f a b 'a < b > c'", 0, ""},
         {"get -e ORV_SETTINGS_KEY -- f a b", 0, "a < b > c\n"},
+        {"set --text f n any ' <a x=\"'", 0, ""},
+        {"get -t f n any", 0, " <a x=\"\n"},
+        {"list -t f", 0, "n/any =  <a x=\""},
+        {"get f n any", 0, "&#32;&lt;a"},
+        {"remove f n any", 0, ""},
+        {"remove f n any", 1, "n/any is not set"},
+        {"remove f n ''", 0, ""},
+        {"list f", 0, "c\nnet/proxy/Host = gw\ntop"},
+        {"remove f net/proxy host", 0, ""},
+        {"list f", 0, "\nnet/proxy = \n"}, // the section is there still
         {"--create set new -a b '</b>'", 2, "invalid option"},
         {"--create set -- new -a b c", 0, ""},
         {"dump new", 0, "<root>\n <-a>\n  <b>\n   c\n"},
@@ -65,6 +80,9 @@ TEST_F(Tools, SettingsAreShownAndSet) {
     };
     for (const row& row : rows)
         expect("orv-settings ", row);
+    // Changes at the same moment all last.
+    expect("for i in 1 2 3 4 5; do orv-settings set f many $i x & done; wait; orv-settings ",
+           {"list f", 0, "many/1 = x\nmany/2 = x\nmany/3 = x\nmany/4 = x\nmany/5 = x\n"});
     // A file that another process is saving is waited for.
     expect("cp f copy; :>f; { sleep 0.2; cat copy >f; } & orv-settings ", {"get f a b", 0, "< b"});
 }
@@ -72,15 +90,17 @@ TEST_F(Tools, SettingsAreShownAndSet) {
 TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
     const row rows[] = {
         // What would not read back, or hide other settings.
-        {"set f x y '</root>'", 6, "base64"},
-        {"set f x y '<x a=\"'", 6, "base64"},
-        {"set f x y '<b>'", 6, "base64"},
+        {"set f x y '</root>'", 6, "--text"},
+        {"set f x y '<x a=\"'", 6, "--text"},
+        {"set f x y '<b>'", 6, "--text"},
         {"set f x y ' c'", 6, "white space"},
-        {"set f zz \"it's\" ''", 6, "base64"}, // takes the end mark in
+        {"set f zz \"it's\" ''", 6, "--text"}, // takes the end mark in
         {"set f net '' v", 6, "\"net/proxy/host\""},
         {"set f '' '' v", 2, "both empty"},
         {"set f net 'proxy host' v", 2, "\"proxy host\" is no name"},
         {"set f net 'a\nb' v", 2, "is no name"},
+        {"set -t f net \"it's\" v", 2, "no quote"},
+        {"remove f '' ~orv", 2, "marks a whole file"},
         {"get f a x", 1, "a/x is not set"},
         // Files.
         {"get '' a b", 2, "no file"},
@@ -93,6 +113,7 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
         {"list key", 4, "not a settings file"},
         {"-e OTHER -c set f a b c", 4, "the key is wrong"},
         {"list cut", 4, "a/b = c\n"},
+        {"list deep", 4, "nested too deep"},
         {"--help >/dev/full", 7, "No space left"},
         // Keys and options.
         {"-k '' list f", 2, "no name"},

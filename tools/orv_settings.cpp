@@ -1,10 +1,10 @@
 // orv-settings: shows or edits a settings file.
 //
 // It edits as a host does: load, set, save. But a host's texts are its own affair, and those given
-// here are anybody's. A setting is a line of an XML document, kept without escaping, so a text with
-// markup in it can hide every setting behind it. Therefore the changed document is rendered and
-// read back in memory before the file is touched, and has to hold what it held before and the new
-// setting, and nothing else.
+// here are anybody's. A setting is an element of an XML document, and a text that is not escaped
+// can hide every setting behind it. Therefore the changed document is rendered and read back in
+// memory before the file is touched, and has to hold what it held before and what was changed, and
+// nothing else.
 #include "common.hpp"
 
 #include <orv/orv.hpp>
@@ -16,7 +16,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/resource.h>
+#include <memory>
+#include <strings.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -30,6 +32,7 @@ enum exit_code { not_set = 1, no_file = 3, not_whole = 4, bad_key = 5, not_saved
 const char help[] =
     R"(Usage: orv-settings [OPTION]... get FILE SECTION KEY
   or:  orv-settings [OPTION]... set FILE SECTION KEY VALUE
+  or:  orv-settings [OPTION]... remove FILE SECTION KEY
   or:  orv-settings [OPTION]... list FILE
   or:  orv-settings [OPTION]... dump FILE
 
@@ -39,6 +42,8 @@ Commands:
   get    print the text of a setting
   set    set a setting and save the file; a host that has the file open takes
          the change over within about a second
+  remove take out a setting, or a section with all that is in it, and save the
+         file
   list   print a line for each setting: its path, " = ", its text
   dump   print the document as it is kept in the file
 
@@ -50,10 +55,11 @@ be part of a name.
 return as \r, a TAB as \t, a backslash as \\ and any other control character in
 hexadecimal, as \x1b. "get" prints the text as it is.
 
-A text is kept without escaping in an XML document, so one with markup in it,
-or with white space at its ends, may not read back. "set" refuses such a text,
-and whatever else would lose a setting, and leaves the file as it is; base64
-carries any text.
+A text is kept in an XML document. Without --text it is kept as it stands, so
+one with markup in it, or with white space at its ends, may not read back: "set"
+refuses it, and whatever else would lose a setting, and leaves the file as it
+is. With --text any text is set, and shown, as the functions ORVSC_SetText and
+ORVSC_GetText do it.
 
 Options stand in front of SECTION; what follows is taken as it is.
 
@@ -61,6 +67,7 @@ Options:
   -k, --key-file=FILE   read the key text from the first line of FILE
   -e, --key-env=NAME    take the key text from the environment variable NAME;
                         ORV_SETTINGS_KEY if neither option is given
+  -t, --text            escape the text that is set; decode those that are shown
   -c, --create          with set: make the file if there is none
   -h, --help            print this text
   -V, --version         print the version
@@ -70,13 +77,13 @@ given on the command line, where other users can see it.
 
 Exit status:
   0  done
-  1  get: there is no such setting
+  1  get, remove: there is no such setting
   2  the command line is wrong
   3  there is no such file
-  4  not all of the file can be read: wrong key, damaged, cut short, or not a
-     settings file; what can be read is printed all the same
+  4  not all of the file can be read: wrong key, damaged, cut short, nested too
+     deep, or not a settings file; what can be read is printed all the same
   5  no key, or one shorter than 32 bytes
-  6  set: refused, or the file cannot be written; it is as it was,
+  6  set, remove: refused, or the file cannot be written; it is as it was,
      unless the message says otherwise
   7  the output cannot be written
 
@@ -90,6 +97,7 @@ struct command_line {
     std::string key_file;
     std::string key_variable = "ORV_SETTINGS_KEY";
     bool create = false;
+    bool text = false;
     std::vector<std::string> words; // command, file and what follows
 };
 
@@ -110,6 +118,7 @@ command_line read_command_line(int argc, char** argv) {
         tools::read_options(argc, argv, help,
                             {{'k', "key-file", true, name_into(given.key_file, given.key_variable)},
                              {'e', "key-env", true, name_into(given.key_variable, given.key_file)},
+                             {'t', "text", false, [&](const char*) { given.text = true; }},
                              {'c', "create", false, [&](const char*) { given.create = true; }}},
                             2);
     return given;
@@ -167,7 +176,7 @@ content load(ORV::sconfig& settings, const std::string& path, const str_t& key) 
             return content::partly;
         break;
     }
-    tools::read_file(path, not_whole); // ends here if the system does not let us read
+    tools::read_first_line(path, not_whole); // ends here if the system does not let us read
     if (after.st_size % 16 != 0)
         fail(not_whole, path + " is not a settings file, or was cut short");
     fail(not_whole,
@@ -191,7 +200,7 @@ int load_to_show(ORV::sconfig& settings, const command_line& given) {
 }
 
 // The path of a setting. A name that the library would take to end early is refused, for "proxy
-// host" and "proxy port" would be the same setting.
+// host" and "proxy port" would be the same setting; and so is the mark of a whole file.
 std::string path_of(const std::string& section, const std::string& key) {
     std::string path, rest = section + "/" + key + "/";
     for (unsigned long end; (end = rest.find('/')) != std::string::npos; rest.erase(0, end + 1)) {
@@ -204,11 +213,21 @@ std::string path_of(const std::string& section, const std::string& key) {
     }
     if (path.empty())
         fail(tools::usage_error, "SECTION and KEY are both empty; at least one name is wanted");
+    if (strncasecmp((path + "/").c_str(), "~ORV/", 5) == 0)
+        fail(tools::usage_error, std::string(ORV::sconfig::marker) + " marks a whole file, and is "
+                                                                     "no setting");
     return path;
 }
 
-// The settings at and below an element: the elements that have no others in them.
-void gather(xml::item& element, const std::string& path, std::vector<setting>& found) {
+// The settings at and below an element: the elements that have no others in them. A host nests a
+// few levels; of a file that was made to have very many, the paths alone would be gigabytes.
+void gather(xml::item& element, const std::string& path, std::vector<setting>& found,
+            unsigned long depth = 0) {
+    constexpr unsigned long most_levels = 1000, most_bytes = 256 << 20;
+    static unsigned long bytes = 0;
+    bytes += path.size();
+    if (depth > most_levels || bytes > most_bytes)
+        fail(not_whole, "the settings are nested too deep to be shown; no host made this file");
     element.is_set(""); // content is parsed when somebody looks for a child
     const std::string text = element.value ? element.value : "";
     if (element.children.count == 0 && path != ORV::sconfig::marker &&
@@ -217,7 +236,8 @@ void gather(xml::item& element, const std::string& path, std::vector<setting>& f
     for (unsigned long i = 0; i < element.children.count; ++i) {
         xml::item& child = element.children.items[i];
         const std::string name(child.name, child.nameLength());
-        gather(child, path.empty() ? name : std::string(path).append("/").append(name), found);
+        gather(child, path.empty() ? name : std::string(path).append("/").append(name), found,
+               depth + 1);
     }
 }
 
@@ -248,8 +268,9 @@ bool is_below(const std::string& path, const std::string& other) {
     return other.empty() || path.compare(0, other.size() + 1, other + "/") == 0;
 }
 
-// Ends the tool unless the document reads back as what is expected.
-void check(const xml::root& document, std::vector<setting> expected, const setting& added) {
+// Ends the tool unless the document reads back as what is expected, of which one setting was
+// changed.
+void check(const xml::root& document, std::vector<setting> expected, const setting& changed) {
     std::sort(expected.begin(), expected.end());
     const std::vector<setting> found = read_back(document);
     if (found == expected)
@@ -258,49 +279,86 @@ void check(const xml::root& document, std::vector<setting> expected, const setti
     std::set_difference(expected.begin(), expected.end(), found.begin(), found.end(),
                         std::back_inserter(lost));
     for (const setting& one : lost) {
-        if (is_below(one.first, added.first) || is_below(added.first, one.first))
-            fail(not_saved, "not set, for this would remove \"" +
+        if (is_below(one.first, changed.first) || is_below(changed.first, one.first))
+            fail(not_saved, "nothing is changed, for this would remove \"" +
                                 tools::on_one_line(one.first.c_str()) +
                                 "\": no setting can be above or below another");
     }
-    fail(not_saved, "not set, for this or another setting would not read back as it is: markup in "
-                    "a text, and white space at its ends, do not last; base64 carries any text");
+    fail(not_saved, "nothing is changed, for \"" + tools::on_one_line(changed.first.c_str()) +
+                        "\" or another setting would not read back as it is: markup in a text, and "
+                        "white space at its ends, do not last; --text sets any text");
 }
 
-// Saves the document. The system is asked first, so that what it refuses is known at once, with the
-// reason. A save cuts the file before it writes: should that fail half way, what was there is put
-// back.
+// Keeps the others of our kind from the files in a folder while it lives, so that of two changes at
+// the same moment none is lost.
+class folder_lock {
+public:
+    explicit folder_lock(const std::string& file) {
+        const std::unique_ptr<char, void (*)(void*)> real(realpath(file.c_str(), nullptr),
+                                                          std::free);
+        const std::string path = real ? real.get() : file;
+        const auto slash = path.rfind('/');
+        const std::string folder = slash == path.npos ? "." : path.substr(0, slash + 1);
+        folder_ = open(folder.c_str(), O_RDONLY | O_CLOEXEC);
+        if (folder_ == -1)
+            return; // what is wrong is told when the file is opened
+        constexpr int tries = 6000;
+        for (int i = 0; flock(folder_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; ++i) {
+            if (i == tries)
+                fail(not_saved,
+                     "nothing is changed: for a minute others have kept " + folder + " locked");
+            usleep(10000);
+        }
+    }
+    folder_lock(const folder_lock&) = delete;
+    folder_lock& operator=(const folder_lock&) = delete;
+    ~folder_lock() { close(folder_); }
+
+private:
+    int folder_;
+};
+
+// Saves the document. From the cut of the file to the last byte no signal ends us.
 void save(ORV::sconfig& settings, const std::string& path, bool is_new) {
-    const std::string cannot_write = "cannot write " + path + ": ";
     const std::string before = is_new ? "" : tools::read_file(path, not_saved);
-    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC | (is_new ? O_CREAT : 0), 0666);
-    if (file == -1)
-        fail(not_saved, cannot_write + std::strerror(errno));
-    close(file);
-    struct rlimit largest;
-    if (getrlimit(RLIMIT_FSIZE, &largest) == 0 && largest.rlim_cur < before.size())
-        fail(not_saved, cannot_write + std::strerror(EFBIG));
-    // From the cut to the last byte nothing ends us: a signal waits, a limit is a failed write.
     sigset_t ends;
     sigemptyset(&ends);
     for (const int one : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
         sigaddset(&ends, one);
     sigprocmask(SIG_BLOCK, &ends, nullptr);
-    signal(SIGXFSZ, SIG_IGN);
     errno = 0;
     if (settings.writeV(sysconf(_SC_CLK_TCK)))
         return;
-    const std::string reason = errno ? std::strerror(errno) : "it was not let in for a second";
-    if (is_new) {
+    const std::string why = std::string("cannot write ") + path + ": " +
+                            (errno ? std::strerror(errno) : "it was not let in for a second");
+    if (is_new)
         std::remove(path.c_str());
-    } else {
-        ORV::xfile back;
-        if (!back.open(path.c_str(), "wb") ||
-            std::fwrite(before.data(), 1, before.size(), back.handle) != before.size() ||
-            std::fflush(back.handle) != 0)
-            fail(not_saved, cannot_write + reason + "; its content could not be put back");
-    }
-    fail(not_saved, cannot_write + reason);
+    else if (tools::read_file(path, not_saved) != before)
+        fail(not_saved, why + "; its content could not be put back");
+    fail(not_saved, why);
+}
+
+// Reads a file that is to be changed, and makes sure of its mark. Returns whether it is new.
+bool load_to_change(ORV::sconfig& settings, const command_line& given, bool may_create) {
+    const std::string& file = given.words[1];
+    const content held = load(settings, file, read_key(given));
+    const std::string hint = may_create ? "; --create makes it" : "";
+    if (held == content::partly)
+        fail(not_whole, file + " is damaged or was cut short, and saving would lose the rest: move "
+                               "it away, and set what \"list\" can read of it in a new one");
+    if (held == content::absent && !(may_create && given.create))
+        fail(no_file, "there is no " + file + hint);
+    if (held == content::empty && !(may_create && given.create))
+        fail(not_whole,
+             file + " is empty" + (may_create ? "; --create makes a settings file of it" : ""));
+    bool created;
+    settings.doc.get(nullptr, ORV::sconfig::marker, created);
+    return held == content::absent;
+}
+
+// A text as the options ask for it.
+std::string shown(const std::string& text, const command_line& given) {
+    return given.text ? xml::unescape(text.c_str()).c_str() : text;
 }
 
 int get(const command_line& given) {
@@ -311,27 +369,24 @@ int get(const command_line& given) {
     const xml::item* const found = settings.doc.get(section.c_str(), key.c_str());
     if (!found)
         fail(status == tools::done ? not_set : status, path + " is not set");
-    tools::print(std::string(found->value ? found->value : "") + "\n");
+    tools::print(shown(found->value ? found->value : "", given) + "\n");
     return status;
 }
 
 int set(const command_line& given) {
-    const std::string &file = given.words[1], &text = given.words[4];
+    const std::string& file = given.words[1];
     const std::string path = path_of(given.words[2], given.words[3]);
-    const setting added(without_capitals(path), text);
+    const std::string text =
+        given.text ? xml::escape(given.words[4].c_str()).c_str() : given.words[4];
+    if (given.text && path.find_first_of("<\"'") != path.npos)
+        fail(tools::usage_error, "with --text there is no quote and no \"<\" in a name");
+    const folder_lock lock(file);
     ORV::sconfig settings;
-    const content held = load(settings, file, read_key(given));
-    if (held == content::partly)
-        fail(not_whole, file + " is damaged or was cut short, and saving would lose the rest: move "
-                               "it away, and set what \"list\" can read of it in a new one");
-    if (held == content::absent && !given.create)
-        fail(no_file, "there is no " + file + "; --create makes it");
-    if (held == content::empty && !given.create)
-        fail(not_whole, file + " is empty; --create makes a settings file of it");
+    const bool is_new = load_to_change(settings, given, true);
 
-    bool created;
-    settings.doc.get(nullptr, ORV::sconfig::marker, created);
+    const setting added(without_capitals(path), text);
     std::vector<setting> expected = read_back(settings.doc);
+    bool created;
     xml::item* const element = settings.doc.get(nullptr, path.c_str(), created);
     const std::string old_text = element->value ? element->value : "";
     if (!created && old_text == text)
@@ -342,7 +397,34 @@ int set(const command_line& given) {
     expected.push_back(added);
     element->setText(text.c_str());
     check(settings.doc, expected, added);
-    save(settings, file, held == content::absent);
+    save(settings, file, is_new);
+    return tools::done;
+}
+
+int remove(const command_line& given) {
+    const std::string& file = given.words[1];
+    const std::string path = path_of(given.words[2], given.words[3]);
+    const folder_lock lock(file);
+    ORV::sconfig settings;
+    load_to_change(settings, given, false);
+
+    const setting removed(without_capitals(path), "");
+    std::vector<setting> expected = read_back(settings.doc);
+    if (!settings.doc.remove(path.c_str()))
+        fail(not_set, path + " is not set");
+    while (settings.doc.remove(path.c_str())) { // all of that name
+    }
+    const auto is_gone = [&](const setting& one) {
+        return is_below(one.first + "/", removed.first);
+    };
+    expected.erase(std::remove_if(expected.begin(), expected.end(), is_gone), expected.end());
+    // A section that has nothing left in it is an empty setting.
+    const std::string parent = removed.first.substr(0, removed.first.rfind('/') + 1);
+    const auto is_beside = [&](const setting& one) { return one.first.rfind(parent, 0) == 0; };
+    if (!parent.empty() && std::none_of(expected.begin(), expected.end(), is_beside))
+        expected.emplace_back(parent.substr(0, parent.size() - 1), "");
+    check(settings.doc, expected, removed);
+    save(settings, file, false);
     return tools::done;
 }
 
@@ -354,7 +436,7 @@ int list(const command_line& given) {
     std::string lines;
     for (const setting& one : found)
         lines += tools::on_one_line(one.first.c_str()) + " = " +
-                 tools::on_one_line(one.second.c_str()) + "\n";
+                 tools::on_one_line(shown(one.second, given).c_str()) + "\n";
     tools::print(lines);
     return status;
 }
@@ -376,7 +458,11 @@ int main(int argc, char** argv) {
         const char* name;
         unsigned long words;
         int (*run)(const command_line&);
-    } const commands[] = {{"get", 4, get}, {"set", 5, set}, {"list", 2, list}, {"dump", 2, dump}};
+    } const commands[] = {{"get", 4, get},
+                          {"set", 5, set},
+                          {"remove", 4, remove},
+                          {"list", 2, list},
+                          {"dump", 2, dump}};
     for (const auto& command : commands) {
         if (given.words.empty() || given.words[0] != command.name)
             continue;
@@ -387,5 +473,5 @@ int main(int argc, char** argv) {
             fail(tools::usage_error, "no file is named");
         return command.run(given);
     }
-    fail(tools::usage_error, "a command is wanted: get, set, list or dump; see --help");
+    fail(tools::usage_error, "a command is wanted: get, set, remove, list or dump; see --help");
 }
