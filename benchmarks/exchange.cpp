@@ -19,10 +19,10 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace {
 
@@ -129,21 +129,27 @@ void bare_sockets(const service& there, unsigned long sent, unsigned long asked)
     });
 }
 
+struct side {
+    const char* name;
+    void (*run)(const service& there, unsigned long sent, unsigned long asked);
+};
+
+const side sides[] = {{"ours", ours},
+                      {"libcurl", libcurl},
+                      {"libcurl+pugixml", libcurl_pugixml},
+                      {"bare sockets", bare_sockets}};
+
 } // namespace
 
 int main(int count, char** arguments) {
     if (count != 4)
         fail("give a side, a size to send and a size to receive");
-    const std::string side = arguments[1];
     const unsigned long sent = std::strtoul(arguments[2], nullptr, 10);
     const unsigned long asked = std::strtoul(arguments[3], nullptr, 10);
     const service there([=] { return samples::reply(asked); });
-    for (const auto& [name, run] : {std::pair{"ours", ours},
-                                    {"libcurl", libcurl},
-                                    {"libcurl+pugixml", libcurl_pugixml},
-                                    {"bare sockets", bare_sockets}}) {
-        if (side == name) {
-            run(there, sent, asked);
+    for (const side& each : sides) {
+        if (std::strcmp(each.name, arguments[1]) == 0) {
+            each.run(there, sent, asked);
             return 0;
         }
     }

@@ -38,7 +38,7 @@ SUBJECTS = [
      ("post/60000/4096", "post 60 KB, read 4 KB", {"libcurl": 1.0, "bare sockets": 1.2}),
      ("post/1048576/4096", "post 1 MB, read 4 KB", {"libcurl": 1.0, "bare sockets": 1.2}),
      ("post/10485760/4096", "post 10 MB, read 4 KB", {"libcurl": 1.3}),
-     ("post/2048/1048576", "post 2 KB, read 1 MB, look one element up", {"libcurl": 1.9, "libcurl+pugixml": 1.0}),
+     ("post/2048/1048576", "post 2 KB, read 1 MB, look the body up", {"libcurl": 1.9, "libcurl+pugixml": 1.0}),
      ("post/1048576/1048576", "post 1 MB, read 1 MB", {"libcurl": 1.6})],
     [(f"{base} {way}", f"{base}, {way} 1 MB", {peer: None})
      for base, peer in (("base64", "OpenSSL"), ("base32", "OpenSSL base64")) for way in ("encode", "decode")],

@@ -65,7 +65,7 @@ TEST(Aes, SingleBlocks) {
 TEST(Aes, FramedBlocksAreThoseOfOpenSSL) {
     seeded_random random;
     for (unsigned long length = 0; length < 300; ++length) {
-        for (unsigned long bits : {128, 192, 256}) {
+        for (unsigned long bits : {128ul, 192ul, 256ul}) {
             std::string key = random.bytes(bits / 8), blocks;
             const std::string plain = random.bytes(length < 280 ? length : random.below(20000));
             for (unsigned long at = 0; at < plain.size(); at += 15) {

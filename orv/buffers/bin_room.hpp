@@ -26,7 +26,7 @@ public:
             bin_room::extend(block_, count, [=](char* end) { std::memcpy(end, bytes, 16); });
     }
 
-    // What there is after the first run, until the next.
+    // The bytes, once there are any, until the next run.
     unsigned char* bytes() { return reinterpret_cast<unsigned char*>(block_->data()); }
 
 private:

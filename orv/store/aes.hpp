@@ -46,7 +46,7 @@ private:
     using word = std::uint64_t; // carries 32 bits
 
     ORV_LOCAL void forget();
-    // Chained blocks: the first to zeros, or to those `before`.
+    // Chained blocks; the first is chained to zeros, or to the one `before`.
     ORV_LOCAL void encipher(unsigned char* blocks, unsigned long count) const;
     ORV_LOCAL void decipher(const unsigned char* before, const unsigned char* in,
                             unsigned char* out, unsigned long count) const;

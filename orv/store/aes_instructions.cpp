@@ -2,8 +2,8 @@
 // each of them if it does not wait for the result: so eight blocks are deciphered side by side. To
 // encipher, each block waits for the one before.
 //
-// A round key is put together from its four words whenever it is needed, so that there is no other
-// copy of the schedule that would have to be wiped.
+// A round key is put together from its four words whenever it is needed, so that no other copy of
+// the schedule has to be wiped.
 #include <orv/store/aes_instructions.hpp>
 
 #include <cstring>
@@ -34,8 +34,8 @@ namespace {
 using word = aes_instructions::word;
 
 // What the processors have: a block in a register; a round key from its words; what is done to a
-// block before the first round; a round that mixes; and the last one, which does not. One kind of
-// processor combines a round with the key behind it, the other with the key in front.
+// block before the first round; a round that mixes; and the last one, which does not. A round of
+// x86-64 ends with a round key, the one behind it, and a round of arm64 begins with one.
 #ifdef __x86_64__
 
 using block = __m128i;
@@ -95,7 +95,7 @@ block load(const void* at) {
     return loaded;
 }
 
-void store(unsigned char* at, block stored) { std::memcpy(at, &stored, sizeof stored); }
+void put(unsigned char* at, block from) { std::memcpy(at, &from, sizeof from); }
 
 block round_key(const word* words) { return round_key(load(words), load(words + 2)); }
 
@@ -123,7 +123,7 @@ ORV_RUNS_ROUNDS void encipher_chained(const word* keys, int rounds, unsigned cha
     for (; count > 0; --count, blocks += block_size) {
         chain[0] ^= load(blocks);
         run<false>(keys, rounds, chain);
-        store(blocks, chain[0]);
+        put(blocks, chain[0]);
     }
 }
 
@@ -136,7 +136,7 @@ ORV_RUNS_ROUNDS void decipher_some(const word* keys, int rounds, block& chain,
     run<true>(keys, rounds, blocks);
     for (unsigned long i = 0; i < Count; ++i) {
         const block next = load(in + i * block_size);
-        store(out + i * block_size, blocks[i] ^ chain);
+        put(out + i * block_size, blocks[i] ^ chain);
         chain = next;
     }
 }
