@@ -76,7 +76,8 @@ private:
 // back to the heap only if the count was 0 already. A new block starts at 1, so no block goes back,
 // shared or not: each that its last holder drops, and each that is outgrown, stays allocated for
 // the life of the process. This is the contract of the type and is kept. Use few streams, ask for
-// the room at once with `need`, and `clear` a stream to use it again rather than making another.
+// the room at once with `need`, and `clear` a stream to use it again rather than make another. (The
+// web-service client keeps its streams from one request to the next.)
 //
 // Threads: none, the count is a plain counter. Errors: none are reported. If memory runs out the
 // allocator's exception passes through and the stream is as it was; so does

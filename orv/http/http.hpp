@@ -15,10 +15,10 @@ namespace ORV {
 //
 // Threads: any number of calls at once, each on documents and texts of its own.
 //
-// Memory: a call leaves behind what `stream<0>` keeps by contract (see there): the parts of the
-// URL, the message that was sent, and the reply's body. A reply's body of more than 16 KB may leave
-// up to four thirds of its size beside that, and a header line of more than 255 bytes up to five
-// times its size. The number of attempts makes no difference.
+// Memory: the working texts of a call are kept for the next one, in one of 16 slots of the process:
+// the message and the reply's body, as large as the largest so far, and the parts of the URL. Of more
+// calls at once than that, each leaves what `stream<0>` leaves by contract. The number of calls and
+// of attempts makes no difference.
 class ORV_API http {
 public:
     http() = delete;
@@ -55,17 +55,18 @@ public:
     //                second. At 0 or less nothing is sent.
     //
     // Returns 1 for a complete reply with status code 200, and 0 for any other and for none. -1
-    // means that the URL is unusable; the reason is then the child "error" of `replyHeader`, or of
-    // `header` for a foreign protocol, and `error` is untouched.
+    // means that the URL is null or empty; the reason is then the child "error" of `replyHeader`,
+    // and `error` is untouched. (Every other URL counts as one of http, whatever it names.)
     //
     // Without a "Content-Length" a reply ends with the bytes that arrive together with the end of
     // its header, so most of it may be missing, though the result is 1. That goes for a chunked one
     // too, of which the chunk sizes stay in the text. The reply ends nowhere if that length is
     // negative. The path of the URL goes out as it stands, like everything in `header`.
     //
-    // Blocks for the budget, a pause of 100 ms and what the operating system takes to look up a
-    // name. Signals that come from a server hanging up do not reach the host. Errors: if memory
-    // runs out the allocator's exception passes through, and the connection is closed.
+    // Blocks for the budget, a pause of 100 ms after a connection that was refused, and what the
+    // operating system takes to look up a name. A signal that comes from a server hanging up does
+    // not reach the host. Errors: if memory runs out the allocator's exception passes through, and
+    // the connection is closed.
     static int request(const char* url, xml::root& header, xml::root& body, xml::root& replyHeader,
                        xml::root& replyBody, str_t& error, long timeout);
 };
