@@ -55,6 +55,11 @@ void stream_reuse::reserve(stream<0>& text, unsigned long bytes) {
         stream_traits::release(outgrown);
 }
 
+void stream_reuse::overwrite(stream<0>& text, unsigned long at, const char* bytes,
+                             unsigned long count) {
+    std::memcpy(text.block_->data() + at, bytes, count);
+}
+
 void stream_reuse::free(stream<0>& text) {
     stream<0>::block* const left = text.block_;
     text.block_ = nullptr;

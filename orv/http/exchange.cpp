@@ -109,7 +109,7 @@ bool attempts::connect(connection& server, const sockaddr_in& address) {
 
 bool attempts::send(connection& server) {
     ORV_trace6("Try to send\n");
-    const outcome sent = server.send(with_.message.c_str(), with_.message.length());
+    const outcome sent = server.send(with_.request.data(), with_.request.length());
     if (sent == outcome::failed)
         with_.error.addprintf(no_answer, with_.host); // behind the lines of earlier attempts
     return sent == outcome::done;

@@ -1,6 +1,8 @@
 // An exchange with a server: attempts that follow one another within the budget. Not installed.
 #pragma once
 
+#include <orv/http/message.hpp>
+
 #include <orv/buffers/str.hpp>
 #include <orv/buffers/stream.hpp>
 #include <orv/xml/root.hpp>
@@ -11,7 +13,7 @@ namespace transport {
 struct exchange {
     const char* host;
     long port;
-    const stream<0>& message;
+    const message& request;
     stream<0>& text; // to collect the reply in
     xml::root& reply_header;
     xml::root& reply_body;

@@ -16,9 +16,9 @@ namespace ORV {
 // Threads: any number of calls at once, each on documents and texts of its own.
 //
 // Memory: the working texts of a call are kept for the next one, in one of 16 slots of the process:
-// the message and the reply's body, as large as the largest so far, and the parts of the URL. Of more
-// calls at once than that, each leaves what `stream<0>` leaves by contract. The number of calls and
-// of attempts makes no difference.
+// the message and the reply's body, as large as the largest so far, and the parts of the URL. Of
+// more calls at once than that, each leaves what `stream<0>` leaves by contract. The number of
+// calls and of attempts makes no difference.
 class ORV_API http {
 public:
     http() = delete;

@@ -1,4 +1,4 @@
-// The header lines that are always there, and the bytes that are sent:
+// What is sent:
 //
 //     POST PATH HTTP/1.1    CR LF
 //     NAME: VALUE           CR LF, for each child of the header document
@@ -6,12 +6,18 @@
 //     the body
 #include <orv/http/message.hpp>
 
+#include <orv/buffers/str.hpp>
 #include <orv/buffers/stream_reuse.hpp>
 #include <orv/buffers/text.hpp>
+#include <orv/xml/writer.hpp>
 
+#include <algorithm>
 #include <cstring>
+#include <string>
 
 namespace transport {
+
+namespace {
 
 void add_default_lines(xml::root& header) {
     static constexpr struct {
@@ -41,37 +47,48 @@ void set_computed_lines(xml::root& header, const char* host, long port, unsigned
     header["Content-Length"]->setText(length.c_str());
 }
 
-namespace {
-
-// Calls `write(name, length of the name, value, length of the value)` for every header line. A name
-// ends at its delimiter; what is missing is empty.
-template <class Write>
-void for_each_line(const xml::root& header, Write write) {
+// Of a name up to its delimiter; what is missing is empty.
+std::string head_of(const stream<0>& path, const xml::root& header) {
+    std::string head = std::string("POST ") + path.c_str() + " HTTP/1.1\r\n";
     for (unsigned long i = 0; i < header.children.count; ++i) {
         const xml::item& line = header.children.items[i];
-        const char* const value = buffers::or_empty(line.value);
-        write(buffers::or_empty(line.name), line.nameLength(), value, std::strlen(value));
+        head.append(buffers::or_empty(line.name), line.nameLength()).append(": ");
+        head.append(buffers::or_empty(line.value)).append("\r\n");
     }
+    return head.append("\r\n");
 }
+
+// A stream that lets no block that it outgrows stay allocated.
+struct stream_sink : xml::sink {
+    stream<0>& text;
+    explicit stream_sink(stream<0>& to) : text(to) {}
+    void append(const char* bytes, unsigned long count) override {
+        const unsigned long wanted = text.length() + count + 1;
+        if (wanted > text.capacity())
+            buffers::stream_reuse::reserve(text,
+                                           std::max(wanted, text.capacity() + text.capacity() / 2));
+        text.add(bytes, count);
+    }
+};
 
 } // namespace
 
-void compose(const stream<0>& path, const xml::root& header, const str_t& body,
-             stream<0>& message) {
-    static constexpr char method[] = "POST ";
-    static constexpr char version[] = " HTTP/1.1\r\n";
-    unsigned long size = sizeof method - 1 + path.length() + sizeof version - 1 + 2 + body.length();
-    for_each_line(header, [&](const char*, unsigned long name_length, const char*,
-                              unsigned long length) { size += name_length + length + 4; });
-    message.clear();
-    buffers::stream_reuse::reserve(message, size + 1);
+message::message(stream<0>& in, const stream<0>& path, const char* host, long port,
+                 xml::root& header, const xml::root& body)
+    : text_(in) {
+    add_default_lines(header);
+    // The two lines that are yet to be set come to no more than this beside the host.
+    constexpr unsigned long computed = 100;
+    body_ = head_of(path, header).size() + std::strlen(host) + computed;
+    text_.clear();
+    stream_sink out(text_);
+    out.append(std::string(body_, ' ').data(), body_);
+    xml::write_compact(body, out); // without a NUL, as all that a document renders
 
-    message.add(method).add(path.c_str(), path.length()).add(version);
-    for_each_line(header, [&](const char* name, unsigned long name_length, const char* value,
-                              unsigned long length) {
-        message.add(name, name_length).add(": ", 2).add(value, length).add("\r\n", 2);
-    });
-    message.add("\r\n", 2).add(body.c_str(), body.length());
+    set_computed_lines(header, host, port, text_.length() - body_);
+    const std::string head = head_of(path, header);
+    begin_ = body_ - head.size();
+    buffers::stream_reuse::overwrite(text_, begin_, head.data(), head.size());
 }
 
 } // namespace transport

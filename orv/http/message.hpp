@@ -1,18 +1,35 @@
 // The message of a request. Not installed.
 #pragma once
 
-#include <orv/buffers/str.hpp>
 #include <orv/buffers/stream.hpp>
 #include <orv/xml/root.hpp>
 
 namespace transport {
 
-// Adds the header lines that a request cannot do without; those that are there stay.
-void add_default_lines(xml::root& header);
-// Sets the two header lines that follow from the URL and the body.
-void set_computed_lines(xml::root& header, const char* host, long port, unsigned long body_length);
-// Puts the message together, in place of what `message` holds: the request line, a line for each
-// child of `header`, an empty line and the body.
-void compose(const stream<0>& path, const xml::root& header, const str_t& body, stream<0>& message);
+// Composes the request line, the header lines, an empty line and the body in a stream, in place of
+// what that held. How long the head is follows from the body; so the body is rendered first, behind
+// room for the head, and is not copied again.
+//
+//     +-------------+------+------+
+//     | room to spare | head | body |
+//     +-------------+------+------+
+//                   ^ data()
+class message {
+public:
+    // Adds the header lines that a request cannot do without to `header`, where they are missing,
+    // and sets those that follow from the URL and the body.
+    message(stream<0>& in, const stream<0>& path, const char* host, long port, xml::root& header,
+            const xml::root& body);
+
+    const char* data() const { return text_.c_str() + begin_; }
+    unsigned long length() const { return text_.length() - begin_; }
+    // The body alone, with a NUL behind it.
+    const char* body() const { return text_.c_str() + body_; }
+
+private:
+    stream<0>& text_;
+    unsigned long begin_;
+    unsigned long body_;
+};
 
 } // namespace transport

@@ -43,15 +43,12 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
         return -1;
     }
 
-    transport::add_default_lines(header);
-    const str_t text = transport::rendered(body); // without a NUL, as all that a document renders
-    transport::set_computed_lines(header, work->host.c_str(), port, text.length());
-    transport::compose(work->path, header, text, work->message);
+    const char* const host = work->host.c_str();
+    const transport::message message(work->message, work->path, host, port, header, body);
     ORV_trace6("Send header:\n%s\n", transport::rendered(header).c_str());
     // The body as it is by now: the header lines may have been set in the same document.
     ORV_trace6("Send request:\n%s\n",
-               &header == &body ? transport::rendered(body).c_str() : text.c_str());
-    return transport::run(
-        {work->host.c_str(), port, work->message, work->reply, replyHeader, replyBody, error},
-        timeout);
+               &header == &body ? transport::rendered(body).c_str() : message.body());
+    return transport::run({host, port, message, work->reply, replyHeader, replyBody, error},
+                          timeout);
 }

@@ -3,7 +3,7 @@
 // without its value. Both writers keep their own way back up, for a tree may be deeper than calls
 // can be. Most pieces of markup are a few bytes long, so they are gathered before they are
 // appended.
-#include <orv/xml/item.hpp>
+#include <orv/xml/writer.hpp>
 
 #include <orv/xml/name.hpp>
 
@@ -14,10 +14,10 @@ namespace xml {
 
 namespace {
 
-// Gathers what is appended to a string, which has it all when `finish` has been called.
+// Gathers what is written to a sink, which has it all when `finish` has been called.
 class gathering {
 public:
-    explicit gathering(str_t& out) : out_(out) {}
+    explicit gathering(sink& out) : out_(out) {}
     gathering(const gathering&) = delete;
     gathering& operator=(const gathering&) = delete;
 
@@ -44,9 +44,15 @@ public:
     }
 
 private:
-    str_t& out_;
+    sink& out_;
     unsigned long count_ = 0;
     char bytes_[4096];
+};
+
+struct text_sink : sink {
+    str_t& text;
+    explicit text_sink(str_t& to) : text(to) {}
+    void append(const char* bytes, unsigned long count) override { text.append(bytes, count); }
 };
 
 void write_name(gathering& out, const char* name) {
@@ -156,18 +162,23 @@ void write(Style style, const item* top, int level) {
 
 } // namespace
 
-void item::save(str_t& out, int) const {
-    if (is_null(this))
-        return;
+void write_compact(const item& element, sink& out) {
     gathering gathered(out);
-    write(compact{gathered}, this, 0);
+    write(compact{gathered}, &element, 0);
     gathered.finish();
+}
+
+void item::save(str_t& out, int) const {
+    text_sink text(out);
+    if (!is_null(this))
+        write_compact(*this, text);
 }
 
 void item::saveF(str_t& out, int level) const {
     if (is_null(this))
         return;
-    gathering gathered(out);
+    text_sink text(out);
+    gathering gathered(text);
     write(indented{gathered}, this, level);
     gathered.finish();
 }

@@ -1,0 +1,19 @@
+// Writing markup to somewhere else than a text. Not installed.
+#pragma once
+
+#include <orv/xml/item.hpp>
+
+namespace xml {
+
+// What receives markup, piece by piece.
+struct sink {
+    virtual void append(const char* bytes, unsigned long count) = 0;
+
+protected:
+    ~sink() = default;
+};
+
+// Writes what `item::save` appends.
+void write_compact(const item& element, sink& out);
+
+} // namespace xml
