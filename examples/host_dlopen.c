@@ -11,8 +11,8 @@
 #include <stdlib.h>
 
 typedef int (*open_function)(const char*, const char*);
-typedef void (*close_function)(void);
-typedef const char* (*get_string_function)(const char*, const char*, char*, int*, const char*);
+typedef int (*close_function)(void);
+typedef int (*get_text_function)(const char*, const char*, char*, int, const char*);
 
 /* A function pointer through the object pointer that dlsym returns, as POSIX has it. */
 static void find(void* library, const char* name, void* function) {
@@ -27,9 +27,8 @@ int main(int argc, char** argv) {
     void* library;
     open_function open_store;
     close_function close_store;
-    get_string_function get_string;
-    char name[64];
-    int size = sizeof name - 1; /* one byte is for the NUL behind a text that is cut */
+    get_text_function get_text;
+    char name[64]; /* a longer one is cut */
 
     if (argc != 3) {
         fprintf(stderr, "usage: %s LIBRARY FILE\n", argv[0]);
@@ -43,16 +42,17 @@ int main(int argc, char** argv) {
     printf("loaded %s\n", argv[1]);
     find(library, "ORV_open", &open_store);
     find(library, "ORV_close", &close_store);
-    find(library, "ORVSC_GetString", &get_string);
+    find(library, "ORVSC_GetText", &get_text);
 
     if (open_store(argv[2], getenv("ORV_SETTINGS_KEY")) != ORV_OPEN_LOADED) {
         fprintf(stderr, "%s did not load\n", argv[2]);
         close_store();
         return EXIT_FAILURE;
     }
-    printf("  user / name is \"%s\"\n", get_string("user", "name", name, &size, "(not set)"));
-    close_store();
-    dlclose(library); /* would have closed the store for us */
+    get_text("user", "name", name, sizeof name, "(not set)");
+    printf("  user / name is \"%s\"\n", name);
+    close_store();    /* nothing was set, so there is nothing that could not be saved */
+    dlclose(library); /* would have saved for us, too */
     printf("unloaded the library\n");
     return EXIT_SUCCESS;
 }
