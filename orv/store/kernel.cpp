@@ -48,15 +48,15 @@ bool kernel::wasAbsent() const { return store_->was_absent(); }
 int kernel::reloads() const { return store_->reloads(); }
 
 int kernel::getInt(const char* section, const char* key, int def) {
-    const use of(*store_);
-    const xml::item* setting = of.config.doc.get(section, key);
+    const locked_settings held(*store_);
+    const xml::item* setting = held.config.doc.get(section, key);
     return setting ? leading_int(or_empty(setting->value)) : def;
 }
 
 char* kernel::getString(const char* section, const char* key, char* buf, int& size,
                         const char* def) {
-    const use of(*store_);
-    const xml::item* setting = of.config.doc.get(section, key);
+    const locked_settings held(*store_);
+    const xml::item* setting = held.config.doc.get(section, key);
     const char* text = or_empty(setting ? setting->value : def);
     const unsigned long length = std::strlen(text) + 1;
     const int whole = length > INT_MAX ? INT_MAX : static_cast<int>(length);
@@ -74,17 +74,17 @@ char* kernel::getString(const char* section, const char* key, char* buf, int& si
 }
 
 void kernel::setInt(const char* section, const char* key, int value) {
-    change(*store_).config.setInt(section, key, value);
+    settings_change(*store_).config.setInt(section, key, value);
 }
 
 void kernel::setString(const char* section, const char* key, const char* value) {
-    const change of(*store_);
+    const settings_change held(*store_);
     value = or_empty(value);
     bool created;
-    xml::item* setting = of.config.doc.get(section, key, created);
+    xml::item* setting = held.config.doc.get(section, key, created);
     if (!created && std::strcmp(or_empty(setting->value), value) == 0)
         return;
-    of.config.changed = true;
+    held.config.changed = true;
     setting->setText(value);
 }
 
@@ -96,8 +96,8 @@ int kernel::setText(const char* section, const char* key, const char* text) {
 }
 
 int kernel::getText(const char* section, const char* key, char* buf, int size, const char* def) {
-    const use of(*store_);
-    const xml::item* setting = of.config.doc.get(section, key);
+    const locked_settings held(*store_);
+    const xml::item* setting = held.config.doc.get(section, key);
     if (!setting)
         return answer(def, buf, size);
     return answer(xml::unescape(setting->value).c_str(), buf, size);
@@ -107,15 +107,15 @@ int kernel::remove(const char* section, const char* key) {
     const str_t path = joined(section, key);
     if (path.empty() || is_marker(path.c_str()))
         return 0;
-    const change of(*store_);
-    while (of.config.doc.remove(path.c_str())) // there may be several of that name
-        of.config.changed = true;
-    return of.config.changed ? 1 : 0;
+    const settings_change held(*store_);
+    while (held.config.doc.remove(path.c_str())) // there may be several of that name
+        held.config.changed = true;
+    return held.config.changed ? 1 : 0;
 }
 
 int kernel::getNames(const char* section, char* buf, int size) {
-    const use of(*store_);
-    xml::item* const parent = of.config.doc.get(section, nullptr);
+    const locked_settings held(*store_);
+    xml::item* const parent = held.config.doc.get(section, nullptr);
     if (!parent)
         return answer(nullptr, buf, size);
     parent->is_set(""); // content is parsed when somebody looks for a child
@@ -124,7 +124,7 @@ int kernel::getNames(const char* section, char* buf, int size) {
     for (unsigned long i = 0; i < parent->children.count; ++i) {
         const xml::item& child = parent->children.items[i];
         const char* const name = or_empty(child.name);
-        const bool is_ours = parent == &of.config.doc && is_marker(name);
+        const bool is_ours = parent == &held.config.doc && is_marker(name);
         if (xml::compare_names(name, last) != 0 && !is_ours)
             names.append(name, child.nameLength()).add('\n');
         last = name;

@@ -94,7 +94,7 @@ int store::close() {
     stop();
     const int saved = save(close_budget);
     const std::lock_guard<critical> turn(turn_);
-    const use ours(*this);
+    const locked_settings held(*this);
     config_.file = nullptr;
     wipe(config_.cipherKey);
     config_.cipherKey.clear();
@@ -106,7 +106,7 @@ int store::save(long budget) {
     const std::lock_guard<critical> turn(turn_);
     bool is_saved;
     {
-        const use ours(*this);
+        const locked_settings held(*this);
         is_saved = saved_ == sets_;
     }
     if (!is_saved && !config_.file.empty()) {
@@ -127,12 +127,12 @@ int store::save(long budget) {
 
 // The text of the document with the owner's marker in it; `included` is the last set in it.
 str_t store::render(unsigned long& included) {
-    const use ours(*this);
+    const locked_settings held(*this);
     bool created; // no change of the host's: the flag stays as it is
-    ours.config.doc.get(nullptr, sconfig::marker, created);
+    held.config.doc.get(nullptr, sconfig::marker, created);
     included = sets_;
     str_t text;
-    ours.config.doc.saveF(text, 0);
+    held.config.doc.saveF(text, 0);
     return text;
 }
 
@@ -151,7 +151,7 @@ void store::note(const file_written& written) {
 int store::result(bool is_saved) {
     if (!is_saved)
         return kernel::save_failed;
-    const use ours(*this);
+    const locked_settings held(*this);
     const bool is_told_now = replaced_ != told_ || (last_set != 0 && last_set <= replaced_);
     told_ = replaced_;
     last_set = 0;
@@ -159,7 +159,7 @@ int store::result(bool is_saved) {
 }
 
 int store::reloads() {
-    const use ours(*this);
+    const locked_settings held(*this);
     return reloads_;
 }
 
@@ -201,9 +201,9 @@ bool store::reload_if_changed() {
 
 // The old document goes with `by`, when nobody waits any more.
 void store::replace_document(xml::root& by) {
-    const use ours(*this);
-    ours.config.doc.swap(by);
-    ours.config.changed = false;
+    const locked_settings held(*this);
+    held.config.doc.swap(by);
+    held.config.changed = false;
     if (saved_ != sets_)
         replaced_ = sets_;
     saved_ = sets_;
@@ -223,7 +223,7 @@ void store::refuse(const file_state& state) {
     refused_at_ = steady_clock::now();
 }
 
-change::~change() {
+settings_change::~settings_change() {
     if (config.changed)
         last_set = ++of_.sets_;
     else

@@ -38,8 +38,8 @@ public:
     int reloads();
 
 private:
-    friend class use;
-    friend class change;
+    friend class locked_settings;
+    friend class settings_change;
 
     bool load();
     str_t render(unsigned long& included);
@@ -71,9 +71,9 @@ private:
 };
 
 // A use of the settings, for as long as it lives: holds the lock of the document.
-class use {
+class locked_settings {
 public:
-    explicit use(store& of) : config(of.config_), of_(of), guard_(of.lock_) {}
+    explicit locked_settings(store& of) : config(of.config_), of_(of), guard_(of.lock_) {}
 
     sconfig& config;
 
@@ -85,12 +85,13 @@ private:
 };
 
 // A use that may change the document, which `config.changed` then tells: the change is counted.
-class change : public use {
+class settings_change : public locked_settings {
 public:
-    explicit change(store& of) : use(of), was_changed_(std::exchange(config.changed, false)) {}
-    change(const change&) = delete;
-    change& operator=(const change&) = delete;
-    ~change();
+    explicit settings_change(store& of)
+        : locked_settings(of), was_changed_(std::exchange(config.changed, false)) {}
+    settings_change(const settings_change&) = delete;
+    settings_change& operator=(const settings_change&) = delete;
+    ~settings_change();
 
 private:
     const bool was_changed_;
