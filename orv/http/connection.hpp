@@ -16,8 +16,8 @@ bool resolve(const char* host, long port, sockaddr_in& address);
 // What has become of an operation: it is done, it has failed, or the deadline has cut it off.
 enum class outcome { done, failed, cut_off };
 
-// A socket, closed when the object goes. No call outlasts the deadline, which is looked at where
-// something waits, and between two steps of the same kind.
+// A socket, closed when the object goes. No call outlasts the deadline, which is looked at wherever
+// something waits.
 class connection {
 public:
     // Makes the socket. `half_budget` is set as the time-out option of both directions.
@@ -32,7 +32,7 @@ public:
     outcome send(const char* bytes, unsigned long count);
     // Receives up to `size` bytes, as many as are there; waits only if there are none. `received`
     // is what `recv` has returned: what is not above 0 is a failure, be it the peer's end. What has
-    // arrived at the first call counts even if the deadline has passed.
+    // arrived counts even if the deadline has passed meanwhile.
     outcome receive(char* buffer, unsigned long size, int& received);
 
 private:
@@ -40,7 +40,7 @@ private:
 
     const runtime::deadline& limit_;
     int socket_;
-    bool has_received_ = false;
+    unsigned pieces_ = 0; // received so far, and the one that is waited for
 };
 
 } // namespace transport

@@ -4,6 +4,7 @@
 
 #include <orv/http/connection.hpp>
 #include <orv/http/reply.hpp>
+#include <orv/http/trace_document.hpp>
 
 #include <orv/runtime/deadline.hpp>
 #include <orv/runtime/pause.hpp>
@@ -140,12 +141,8 @@ attempt_end attempts::receive(connection& server) {
 
 attempt_end attempts::finish(const reply& received) {
     with_.reply_body.load(received.body().c_str(), received.body().length());
-    str_t text;
-    with_.reply_header.save(text, 0);
-    ORV_trace6("Recv header:\n%s\n", text.c_str());
-    text.clear();
-    with_.reply_body.save(text, 0);
-    ORV_trace6("Recv request:\n%s\n", text.c_str()); // "request" is kept
+    trace_document("Recv header:\n%s\n", with_.reply_header);
+    trace_document("Recv request:\n%s\n", with_.reply_body); // "request" is kept
     with_.error = with_.reply_header["Status"]->value;
     return received.code() == 200 ? attempt_end::status_200 : attempt_end::other_status;
 }

@@ -79,15 +79,15 @@ message::message(stream<0>& in, const stream<0>& path, const char* host, long po
     add_default_lines(header);
     // The two lines that are yet to be set come to no more than this beside the host.
     constexpr unsigned long computed = 100;
-    body_ = head_of(path, header).size() + std::strlen(host) + computed;
+    const std::string room(head_of(path, header).size() + std::strlen(host) + computed, ' ');
     text_.clear();
     stream_sink out(text_);
-    out.append(std::string(body_, ' ').data(), body_);
+    out.append(room.data(), room.size());
     xml::write_compact(body, out); // without a NUL, as all that a document renders
 
-    set_computed_lines(header, host, port, text_.length() - body_);
+    set_computed_lines(header, host, port, text_.length() - room.size());
     const std::string head = head_of(path, header);
-    begin_ = body_ - head.size();
+    begin_ = room.size() - head.size();
     buffers::stream_reuse::overwrite(text_, begin_, head.data(), head.size());
 }
 

@@ -23,13 +23,10 @@ public:
 
     const char* data() const { return text_.c_str() + begin_; }
     unsigned long length() const { return text_.length() - begin_; }
-    // The body alone, with a NUL behind it.
-    const char* body() const { return text_.c_str() + body_; }
 
 private:
     stream<0>& text_;
     unsigned long begin_;
-    unsigned long body_;
 };
 
 } // namespace transport

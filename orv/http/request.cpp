@@ -3,6 +3,7 @@
 
 #include <orv/http/exchange.hpp>
 #include <orv/http/message.hpp>
+#include <orv/http/trace_document.hpp>
 #include <orv/http/workspace.hpp>
 
 #include <orv/buffers/text.hpp>
@@ -16,12 +17,6 @@ namespace {
 
 bool is_http(const stream<0>& scheme) {
     return scheme.capacity() == 0 || strcasecmp(scheme.c_str(), "http") == 0;
-}
-
-str_t rendered(const xml::item& document) {
-    str_t text;
-    document.save(text, 0);
-    return text;
 }
 
 } // namespace
@@ -45,10 +40,9 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
 
     const char* const host = work->host.c_str();
     const transport::message message(work->message, work->path, host, port, header, body);
-    ORV_trace6("Send header:\n%s\n", transport::rendered(header).c_str());
-    // The body as it is by now: the header lines may have been set in the same document.
-    ORV_trace6("Send request:\n%s\n",
-               &header == &body ? transport::rendered(body).c_str() : message.body());
+    transport::trace_document("Send header:\n%s\n", header);
+    // As it is by now: the header lines may have been set in the same document.
+    transport::trace_document("Send request:\n%s\n", body);
     return transport::run({host, port, message, work->reply, replyHeader, replyBody, error},
                           timeout);
 }

@@ -1,9 +1,11 @@
 #include <orv/runtime/trace.h>
 
 #include <orv/runtime/identity.h>
+#include <orv/runtime/tracing.hpp>
 
 #include <algorithm>
 #include <cstring>
+#include <dlfcn.h>
 
 ORV_text ORV_TracePath;
 ORV_text ORV_TraceAppName;
@@ -25,7 +27,19 @@ void assign(ORV_text& text, const char* bytes) {
     append(text, bytes);
 }
 
+// Where the library or program that a function belongs to is in memory; null if nobody knows.
+template <class Function>
+const void* image_of(Function function) {
+    Dl_info found;
+    return dladdr(reinterpret_cast<const void*>(function), &found) != 0 ? found.dli_fbase : nullptr;
+}
+
 } // namespace
+
+bool runtime::traces_are_seen() {
+    static const bool is_foreign = image_of(&ORV_traceV) != image_of(&runtime::traces_are_seen);
+    return is_foreign;
+}
 
 void ORV_traceInit(const char* appName, const char* path) {
     assign(ORV_TracePath, path ? path : ORV_getAppPath());
