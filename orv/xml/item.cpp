@@ -6,7 +6,6 @@
 #include <orv/xml/probe.hpp>
 
 #include <cstring>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -14,37 +13,49 @@ namespace xml {
 
 namespace {
 
-item* find(const list& in, const char* name) {
-    const position at = find(in.items, in.count, name);
-    return at.found ? in.items + at.index : nullptr;
-}
-
-// For one text, as a rule, all along an operation; most operations find everything parsed.
-using end_finder_if_needed = std::optional<end_finder>;
-
 // The children, pending content parsed first: content is pending while there are no children and
 // the value looks like markup.
-list& children_of(item& element, end_finder_if_needed& ends, unsigned long depth) {
-    if (element.children.count == 0 && element.value && *element.value == '<') {
-        if (!ends)
-            ends.emplace();
-        expand(element, *ends, depth);
-    }
+list& children_of(item& element, end_finder& ends, unsigned long depth) {
+    if (element.children.count == 0 && element.value && *element.value == '<')
+        expand(element, ends, depth);
     return element.children;
 }
 
-template <class Lookup>
-item* walk(item* from, const char* path, Lookup lookup) {
-    end_finder_if_needed ends;
-    for (unsigned long depth = 0;; ++depth) {
-        while (*path == '/')
-            ++path;
-        if (*path == 0 || !from)
-            return from;
-        from = lookup(children_of(*from, ends, depth), path);
-        while (*path != '/' && *path != 0)
-            ++path;
+// An element and the list that it is in.
+struct place {
+    item* at;
+    list* in;
+};
+
+// Follows two paths, the second from where the first one ends; either may be null. What is missing
+// is created if `created` is not null, which then tells whether the last element was. The list is
+// null if the walk ends where it began.
+place walk(item* from, const char* section, const char* key, bool* created) {
+    end_finder ends;
+    unsigned long depth = 0;
+    place here = {from, nullptr};
+    for (const char* path : {section, key}) {
+        if (!path)
+            continue;
+        for (;; ++depth) {
+            while (*path == '/')
+                ++path;
+            if (*path == 0 || !here.at)
+                break;
+            list& in = children_of(*here.at, ends, depth);
+            const char* const name = path;
+            const position found = find(in.items, in.count, name, path);
+            if (created)
+                *created = false;
+            here.in = &in;
+            here.at = found.found ? in.items + found.index
+                      : created   ? in.get(name, *created)
+                                  : nullptr;
+            while (*path != '/' && *path != 0)
+                ++path;
+        }
     }
+    return here;
 }
 
 } // namespace
@@ -90,24 +101,19 @@ item* item::operator[](const char* path) {
 
 item* item::get(const char* section, const char* key, bool& created) {
     created = false;
-    if (is_null(this))
-        return nullptr;
-    const auto lookup = [&](list& in, const char* segment) { return in.get(segment, created); };
-    item* found = section ? walk(this, section, lookup) : this;
-    return key ? walk(found, key, lookup) : found;
+    return is_null(this) ? nullptr : walk(this, section, key, &created).at;
 }
 
 item* item::get(const char* section, const char* key) {
-    if (is_null(this))
-        return nullptr;
-    const auto lookup = [](list& in, const char* segment) { return find(in, segment); };
-    item* found = section ? walk(this, section, lookup) : this;
-    return key && found ? walk(found, key, lookup) : found;
+    return is_null(this) ? nullptr : walk(this, section, key, nullptr).at;
 }
 
 bool item::is_set(const char* child) {
-    end_finder_if_needed ends;
-    return !is_null(this) && find(children_of(*this, ends, 0), child) != nullptr;
+    if (is_null(this))
+        return false;
+    end_finder ends;
+    const list& in = children_of(*this, ends, 0);
+    return find(in.items, in.count, child).found;
 }
 
 item* item::search(const char* wanted) {
@@ -119,7 +125,7 @@ item* item::search(const char* wanted) {
         item* end;
     };
     std::vector<siblings> open; // the way back up, in place of calls that a deep tree would exhaust
-    end_finder_if_needed ends;
+    end_finder ends;
     item* at = this;
     for (;;) {
         if (compare_names(wanted, or_empty(at->name)) == 0)
@@ -138,14 +144,10 @@ item* item::search(const char* wanted) {
 bool item::remove(const char* path) {
     if (is_null(this))
         return false;
-    list* siblings = nullptr; // of what is found, unless that is this very item
-    const item* const found = walk(this, or_empty(path), [&](list& in, const char* segment) {
-        siblings = &in;
-        return find(in, segment);
-    });
-    if (!found || !siblings)
+    const place found = walk(this, path, nullptr, nullptr);
+    if (!found.at || !found.in)
         return false;
-    siblings->take_out(static_cast<unsigned long>(found - siblings->items));
+    found.in->take_out(static_cast<unsigned long>(found.at - found.in->items));
     return true;
 }
 

@@ -26,17 +26,21 @@ inline constexpr name_bytes bytes_of_names;
 inline int rank(char c) { return bytes_of_names.rank[static_cast<unsigned char>(c)]; }
 inline bool ends_name(char c) { return rank(c) == 0; }
 
-// Less than, equal to or greater than 0 as `a` sorts before, with or behind `b`. Not null.
-inline int compare_names(const char* a, const char* b) {
+// Less than, equal to or greater than 0 as `a` sorts before, with or behind `b`. Neither is null.
+// If they are equal, `end` is where `a` ends.
+inline int compare_names(const char* a, const char* b, const char*& end) {
     for (;; ++a, ++b) {
         const int x = rank(*a);
         const int y = rank(*b);
         if (x != y)
-            return x - y;
-        if (x == 0)
+            return x < y ? -1 : 1;
+        if (x == 0) {
+            end = a;
             return 0;
+        }
     }
 }
+inline int compare_names(const char* a, const char* b) { return compare_names(a, b, a); }
 
 using buffers::is_null;
 using buffers::or_empty; // a null name is the empty name

@@ -29,6 +29,8 @@ std::string folded(const char* name) {
 
 } // namespace
 
+tag_index::~tag_index() = default;
+
 char* tag_index::closing(const char* name, char* content) {
     char* const first = xml::find(content, '<');
     if (*first == 0)

@@ -15,6 +15,7 @@ class tag_index {
 public:
     // Of the content that begins at `content` and ends at the NUL at `end`.
     tag_index(const char* content, const char* end) : content_(content), end_(end) {}
+    ~tag_index();
 
     // Whether the text from `content` to `end` is part of it.
     bool covers(const char* content, const char* end) const {
