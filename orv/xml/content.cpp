@@ -100,42 +100,49 @@ std::uint64_t parity(std::uint64_t bits) {
     return bits;
 }
 
+// A bit for each of the 64 bytes at `at` that is `wanted`.
+std::uint64_t bits_of(const char* at, char wanted) {
+    std::uint64_t bits = 0;
+    for (int i = 0; i < 64; i += 16)
+        bits |= (bytes16::load(at + i) == bytes16::all(wanted)).bits() << i;
+    return bits;
+}
+
+bool contains(const char* at, char wanted) {
+    bytes16 any = bytes16::all(0);
+    for (int i = 0; i < 64; i += 16)
+        any = any | (bytes16::load(at + i) == bytes16::all(wanted));
+    return any.bits() != 0;
+}
+
 // Whether a stretch is still plain with the 64 bytes at `at`: tags begin with "<" and end with ">"
 // in turn, none of these in quotes. Where both kinds of quotes stand in tags the answer is no,
-// though it might be yes.
+// though it might be yes; and where it is no, the stretch stays as it was.
 bool goes_on(plain_stretch& plain, const char* at) {
-    std::uint64_t opens = 0, ends = 0, doubles = 0, singles = 0;
-    bytes16 any_single = bytes16::all(0);
-    for (int i = 0; i < 64; i += 16) {
-        const bytes16 bytes = bytes16::load(at + i);
-        opens |= (bytes == bytes16::all('<')).bits() << i;
-        ends |= (bytes == bytes16::all('>')).bits() << i;
-        doubles |= (bytes == bytes16::all('"')).bits() << i;
-        any_single = any_single | (bytes == bytes16::all('\''));
-    }
-    if (any_single.bits() != 0) { // seldom
-        for (int i = 0; i < 64; i += 16)
-            singles |= (bytes16::load(at + i) == bytes16::all('\'')).bits() << i;
-    }
+    const std::uint64_t opens = bits_of(at, '<');
+    const std::uint64_t ends = bits_of(at, '>');
+    if ((opens | ends | plain.in_tag) == 0)
+        return true;
     // From each "<" up to, without, its ">": the difference of the two powers of two. A tag that
     // goes on into the next block borrows from it.
     const std::uint64_t in_tags = ends - opens - plain.in_tag;
     if ((opens & ~in_tags) != 0 || (ends & in_tags) != 0)
         return false;
 
-    doubles &= in_tags;
-    singles &= in_tags;
-    if ((doubles | singles) == 0) {
-        if (plain.quote != 0 && ends != 0)
+    std::uint64_t quotes = bits_of(at, '"') & in_tags;
+    const std::uint64_t singles = contains(at, '\'') ? bits_of(at, '\'') & in_tags : 0;
+    char kind = '"';
+    if (singles != 0 || plain.quote == '\'') { // seldom
+        if (quotes != 0 || plain.quote == '"')
             return false;
-    } else {
-        if (doubles != 0 ? singles != 0 || plain.quote == '\'' : plain.quote == '"')
-            return false;
-        const std::uint64_t in_quotes = parity(doubles | singles) ^ (plain.quote != 0 ? ~0ull : 0);
-        if ((ends & in_quotes) != 0)
-            return false;
-        plain.quote = in_quotes >> 63 == 0 ? '\0' : doubles != 0 ? '"' : '\'';
+        quotes = singles;
+        kind = '\'';
     }
+    // Of double quotes, which stand in every other block, none makes a branch.
+    const std::uint64_t in_quotes = parity(quotes) ^ (plain.quote != 0 ? ~0ull : 0);
+    if ((ends & in_quotes) != 0)
+        return false;
+    plain.quote = in_quotes >> 63 == 0 ? '\0' : kind;
     plain.in_tag = in_tags >> 63;
     return true;
 }
