@@ -72,28 +72,21 @@ namespace {
 
 const char* name_of(const item& of) { return or_empty(of.name); }
 
-// One `add` after the other, of the items behind the first ones, which are sorted.
-void insert_each(item* out, const item* items, unsigned long sorted, unsigned long count) {
-    move_items(out, items, sorted);
-    for (unsigned long i = sorted; i < count; ++i) {
-        const unsigned long at = find(out, i, items[i].name).behind();
-        move_items(out + at + 1, out + at, i - at);
-        move_items(out + at, items + i, 1);
-    }
-}
-
-// The same in a gap buffer: what has been inserted so far stands at both ends of `out`, the gap at
-// the place of the last insertion. Insertions near one another, as those of equal names are, move
-// little else. Returns whether that was so; else `out` is not finished.
-bool insert_near(item* out, const item* items, unsigned long sorted, unsigned long count) {
-    unsigned long moves_left = 2 * count;
+// One `add` after the other, of the items behind the first ones, which are sorted, in a gap buffer:
+// what has been inserted so far stands at both ends of `out`, the gap at the place of the last
+// insertion. Insertions near one another, as those of equal names are, move little else. Returns
+// whether that was so, or whether they were few; else `out` is not finished.
+bool insert_each(item* out, const item* items, unsigned long sorted, unsigned long count) {
+    constexpr unsigned long few = 64;
+    unsigned long moves_left = (count - sorted <= few ? few : 2) * count;
     move_items(out, items, sorted);
     unsigned long gap = sorted;           // where the gap begins
     unsigned long width = count - sorted; // items that remain to be inserted
     for (unsigned long i = sorted; i < count; ++i, --width) {
         const char* name = name_of(items[i]);
         const position found = probe(i, [&](unsigned long k) {
-            return compare_names(name, name_of(out[k < gap ? k : k + width]));
+            const item* const half = k < gap ? out : out + width;
+            return compare_names(name, name_of(half[k]));
         });
         const unsigned long at = found.behind();
         const unsigned long moves = at < gap ? gap - at : at - gap;
@@ -220,14 +213,11 @@ unsigned long sorted_at_first(const item* items, unsigned long count) {
 } // namespace
 
 void collector::finish(list& out) {
-    constexpr unsigned long few_unsorted = 64;
     if (count_ == 0)
         return;
     std::unique_ptr<item[], decltype(&free_items)> exact(allocate_items(count_), free_items);
     const unsigned long sorted = sorted_at_first(items_, count_);
-    if (count_ - sorted <= few_unsorted) {
-        insert_each(exact.get(), items_, sorted, count_);
-    } else if (!insert_near(exact.get(), items_, sorted, count_)) {
+    if (!insert_each(exact.get(), items_, sorted, count_)) {
         const std::vector<unsigned> at = places(items_, static_cast<unsigned>(count_));
         for (unsigned long i = 0; i < count_; ++i)
             move_items(exact.get() + at[i], items_ + i, 1);
