@@ -39,17 +39,18 @@ public:
         // Where an end tag begins in front of `at`, its "/" still is here.
         for (;;) {
             for (; hits_ != 0; hits_ &= hits_ - 1) {
-                char* const hit = looked_at_ - 32 + __builtin_ctzll(hits_);
+                char* const hit = looked_at_ - 64 + __builtin_ctzll(hits_);
                 char* const tag = hit < at ? nullptr : tag_before(hit);
                 if (tag)
                     return tag;
             }
             if (looked_at_ < at)
                 looked_at_ = at;
-            if (end - looked_at_ <= 32)
+            if (end - looked_at_ <= 64)
                 break;
-            hits_ = before_name(looked_at_) | before_name(looked_at_ + 16) << 16;
-            looked_at_ += 32;
+            for (int i = 0; i < 64; i += 16)
+                hits_ |= before_name(looked_at_ + i) << i;
+            looked_at_ += 64;
         }
         for (at = looked_at_; at < end; ++at) {
             if (rank(at[1]) != rank(first_))
@@ -79,10 +80,10 @@ private:
     static char* tag_before(char* at) {
         return *at == '<' ? at : *at == '/' && at[-1] == '<' ? at - 1 : nullptr;
     }
-    // A bit for each "<" or "/" of 16 bytes with the byte behind it.
+    // A bit for each "<" or "/" of 16 bytes with the byte behind it. With the bits of 0x13 set
+    // these two are the same byte, as are six others, which `tag_before` sorts out.
     std::uint64_t before_name(const char* at) const {
-        const bytes16 bytes = bytes16::load(at);
-        const bytes16 opens = (bytes == bytes16::all('<')) | (bytes == bytes16::all('/'));
+        const bytes16 opens = (bytes16::load(at) | bytes16::all(0x13)) == bytes16::all(0x3f);
         return (opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_)).bits();
     }
 
@@ -90,7 +91,7 @@ private:
     bytes16 first_of_16_;
     bytes16 case_bit_;       // upper case is lower case without this bit
     char* looked_at_;        // up to here
-    std::uint64_t hits_ = 0; // of the last 32 bytes looked at
+    std::uint64_t hits_ = 0; // of the last 64 bytes looked at
 };
 
 // For each bit, the parity of the bits up to and with it.
