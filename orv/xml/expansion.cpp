@@ -1,21 +1,17 @@
 #include <orv/xml/expansion.hpp>
 
 #include <orv/xml/array.hpp>
-#include <orv/xml/content.hpp>
-#include <orv/xml/name.hpp>
+#include <orv/xml/end_tag.hpp>
+#include <orv/xml/ordering.hpp>
 #include <orv/xml/parser.hpp>
-#include <orv/xml/probe.hpp>
 
-#include <algorithm>
 #include <memory>
-#include <numeric>
 #include <utility>
-#include <vector>
 
 namespace xml {
 
-void expand(item& element, end_finder& ends, unsigned long depth) {
-    ends.enter(element.value, depth);
+void expand(item& element, end_tag_finder& end_tags, unsigned long depth) {
+    end_tags.enter(element.value, depth);
     collector found(element.buffer);
     // The content goes also if memory runs out: cut up, it is none any more, and saved as such it
     // would spoil the document around it.
@@ -23,7 +19,7 @@ void expand(item& element, end_finder& ends, unsigned long depth) {
     unsigned long references = 0;
     do {
         item& next = found.append();
-        at = read_tag(next, at, ends);
+        at = read_tag(next, at, end_tags);
         if (!next.name) {
             found.drop_last();
             break;
@@ -68,160 +64,11 @@ void collector::grow() {
     room_ *= growth;
 }
 
-namespace {
-
-const char* name_of(const item& of) { return or_empty(of.name); }
-
-// One `add` after the other, of the items behind the first ones, which are sorted, in a gap buffer:
-// what has been inserted so far stands at both ends of `out`, the gap at the place of the last
-// insertion. Insertions near one another, as those of equal names are, move little else. Returns
-// whether that was so, or whether they were few; else `out` is not finished.
-bool insert_each(item* out, const item* items, unsigned long sorted, unsigned long count) {
-    constexpr unsigned long few = 64;
-    unsigned long moves_left = (count - sorted <= few ? few : 2) * count;
-    move_items(out, items, sorted);
-    unsigned long gap = sorted;           // where the gap begins
-    unsigned long width = count - sorted; // items that remain to be inserted
-    for (unsigned long i = sorted; i < count; ++i, --width) {
-        const char* name = name_of(items[i]);
-        const position found = probe(i, [&](unsigned long k) {
-            const item* const half = k < gap ? out : out + width;
-            return compare_names(name, name_of(half[k]));
-        });
-        const unsigned long at = found.behind();
-        const unsigned long moves = at < gap ? gap - at : at - gap;
-        if (moves > moves_left)
-            return false;
-        moves_left -= moves;
-        if (at < gap)
-            move_items(out + at + width, out + at, moves);
-        else
-            move_items(out + gap, out + gap + width, moves);
-        move_items(out + at, items + i, 1);
-        gap = at + 1;
-    }
-    return true;
-}
-
-// Counters and the sums of the first ones, each step O(log n): a complete binary tree over the
-// counters, in which each node, 1 being the root and 2n and 2n + 1 below n, has the sum of those
-// below it to the left.
-class prefix_sums {
-public:
-    // At least `count` counters, all of them `each`.
-    prefix_sums(unsigned count, unsigned each) {
-        while (size_ < count)
-            size_ *= 2;
-        left_.resize(size_);
-        for (unsigned long node = 1, below = size_ / 2; node < size_; below /= 2) {
-            for (const unsigned long end = 2 * node; node < end; ++node)
-                left_[node] = static_cast<unsigned>(below) * each;
-        }
-    }
-
-    // Adds one to a counter.
-    void add(unsigned long at) {
-        for (unsigned long node = at + size_; node > 1; node /= 2)
-            left_[node / 2] += node % 2 == 0 ? 1 : 0;
-    }
-    // The sum of the counters before `at`.
-    unsigned long before(unsigned long at) const {
-        unsigned long sum = 0;
-        for (unsigned long node = at + size_; node > 1; node /= 2)
-            sum += node % 2 != 0 ? left_[node / 2] : 0;
-        return sum;
-    }
-    // Takes one away from the first counter up to which the sum exceeds `sum`, and returns its
-    // place. Which way each step goes cannot be foretold, so none is a branch.
-    unsigned take(unsigned sum) {
-        unsigned long node = 1;
-        while (node < size_) {
-            unsigned& left = left_[node];
-            const unsigned to_right = left <= sum ? 1 : 0;
-            sum -= left & (0 - to_right);
-            left -= 1 - to_right;
-            node = 2 * node + to_right;
-        }
-        return static_cast<unsigned>(node - size_);
-    }
-
-private:
-    unsigned long size_ = 1;
-    std::vector<unsigned> left_;
-};
-
-// The index at which each item would be inserted by one `add` after the other. Which of several
-// equal names the search would meet follows from the number of items that sort before them alone,
-// so the search is run on numbers.
-std::vector<unsigned> insertion_points(const item* items, unsigned count) {
-    std::vector<unsigned> heads; // the first items of runs of equal names
-    std::vector<unsigned> group(count);
-    for (unsigned i = 0; i < count; ++i) {
-        if (i == 0 || compare_names(name_of(items[i - 1]), name_of(items[i])) != 0)
-            heads.push_back(i);
-        group[i] = static_cast<unsigned>(heads.size() - 1);
-    }
-    std::vector<unsigned> by_name(heads.size());
-    std::iota(by_name.begin(), by_name.end(), 0u);
-    std::sort(by_name.begin(), by_name.end(), [&](unsigned a, unsigned b) {
-        return compare_names(name_of(items[heads[a]]), name_of(items[heads[b]])) < 0;
-    });
-    std::vector<unsigned> number(heads.size()); // equal for equal names, in name order
-    unsigned groups = 0;
-    for (unsigned long i = 1; i < heads.size(); ++i) {
-        const char* before = name_of(items[heads[by_name[i - 1]]]);
-        if (compare_names(before, name_of(items[heads[by_name[i]]])) != 0)
-            ++groups;
-        number[by_name[i]] = groups;
-    }
-    for (unsigned& each : group)
-        each = number[each];
-
-    prefix_sums present(groups + 1, 0);
-    std::vector<unsigned> run(groups + 1, 0);
-    std::vector<unsigned> at(count);
-    for (unsigned i = 0; i < count; ++i) {
-        const unsigned long first = present.before(group[i]);
-        const unsigned long end = first + run[group[i]];
-        const position found = probe(i, [&](unsigned long k) {
-            return k < first ? 1 : k < end ? 0 : -1;
-        });
-        at[i] = static_cast<unsigned>(found.behind());
-        present.add(group[i]);
-        ++run[group[i]];
-    }
-    return at;
-}
-
-// Where each item stands in the end. The last item inserted stands where it was put; the one before
-// it at the place that is its own when that one is taken out; and so on.
-std::vector<unsigned> places(const item* items, unsigned count) {
-    std::vector<unsigned> at = insertion_points(items, count);
-    prefix_sums free_places(count, 1);
-    for (unsigned i = count; i-- > 0;)
-        at[i] = free_places.take(at[i]);
-    return at;
-}
-
-unsigned long sorted_at_first(const item* items, unsigned long count) {
-    unsigned long sorted = 1;
-    while (sorted < count && compare_names(name_of(items[sorted - 1]), name_of(items[sorted])) <= 0)
-        ++sorted;
-    return sorted;
-}
-
-} // namespace
-
 void collector::finish(list& out) {
     if (count_ == 0)
         return;
     std::unique_ptr<item[], decltype(&free_items)> exact(allocate_items(count_), free_items);
-    const unsigned long sorted = sorted_at_first(items_, count_);
-    if (!insert_each(exact.get(), items_, sorted, count_)) {
-        const std::vector<unsigned> at = places(items_, static_cast<unsigned>(count_));
-        for (unsigned long i = 0; i < count_; ++i)
-            move_items(exact.get() + at[i], items_ + i, 1);
-    }
+    order_as_added(exact.get(), items_, count_);
     out.items = exact.release();
     out.count = count_;
     count_ = 0;

@@ -5,11 +5,11 @@
 
 namespace xml {
 
-class end_finder;
+class end_tag_finder;
 
 // Parses the pending content of an element, which has no children, into child elements, and makes
 // its value null. `depth` is how many levels below the first one of the operation that is.
-void expand(item& element, end_finder& ends, unsigned long depth);
+void expand(item& element, end_tag_finder& end_tags, unsigned long depth);
 
 // Collects items of one text in their order and makes of them the list that `list::add`, called for
 // one after the other, would have made. The array grows with room to spare until then, so that n
@@ -27,7 +27,6 @@ public:
     item& append();
     // Takes the last item away again.
     void drop_last();
-    unsigned long count() const { return count_; }
     // Orders the items and hands them over to an empty list.
     void finish(list& out);
 

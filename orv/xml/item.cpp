@@ -1,6 +1,6 @@
 #include <orv/xml/item.hpp>
 
-#include <orv/xml/content.hpp>
+#include <orv/xml/end_tag.hpp>
 #include <orv/xml/expansion.hpp>
 #include <orv/xml/name.hpp>
 #include <orv/xml/probe.hpp>
@@ -15,9 +15,9 @@ namespace {
 
 // The children, pending content parsed first: content is pending while there are no children and
 // the value looks like markup.
-list& children_of(item& element, end_finder& ends, unsigned long depth) {
+list& children_of(item& element, end_tag_finder& end_tags, unsigned long depth) {
     if (element.children.count == 0 && element.value && *element.value == '<')
-        expand(element, ends, depth);
+        expand(element, end_tags, depth);
     return element.children;
 }
 
@@ -27,11 +27,11 @@ struct place {
     list* in;
 };
 
-// Follows two paths, the second from where the first one ends; either may be null. What is missing
-// is created if `created` is not null, which then tells whether the last element was. The list is
-// null if the walk ends where it began.
+// Follows two paths, the second from where the first one end_tags; either may be null. What is
+// missing is created if `created` is not null, which then tells whether the last element was. The
+// list is null if the walk ends where it began.
 place walk(item* from, const char* section, const char* key, bool* created) {
-    end_finder ends;
+    end_tag_finder end_tags;
     unsigned long depth = 0;
     place here = {from, nullptr};
     for (const char* path : {section, key}) {
@@ -42,9 +42,9 @@ place walk(item* from, const char* section, const char* key, bool* created) {
                 ++path;
             if (*path == 0 || !here.at)
                 break;
-            list& in = children_of(*here.at, ends, depth);
+            list& in = children_of(*here.at, end_tags, depth);
             const char* const name = path;
-            const position found = find(in.items, in.count, name, path);
+            const position found = find_name(in.items, in.count, name, path);
             if (created)
                 *created = false;
             here.in = &in;
@@ -111,9 +111,9 @@ item* item::get(const char* section, const char* key) {
 bool item::is_set(const char* child) {
     if (is_null(this))
         return false;
-    end_finder ends;
-    const list& in = children_of(*this, ends, 0);
-    return find(in.items, in.count, child).found;
+    end_tag_finder end_tags;
+    const list& in = children_of(*this, end_tags, 0);
+    return find_name(in.items, in.count, child).found;
 }
 
 item* item::search(const char* wanted) {
@@ -125,12 +125,12 @@ item* item::search(const char* wanted) {
         item* end;
     };
     std::vector<siblings> open; // the way back up, in place of calls that a deep tree would exhaust
-    end_finder ends;
+    end_tag_finder end_tags;
     item* at = this;
     for (;;) {
         if (compare_names(wanted, or_empty(at->name)) == 0)
             return at;
-        const list& below = children_of(*at, ends, open.size());
+        const list& below = children_of(*at, end_tags, open.size());
         if (below.count != 0)
             open.push_back({below.items, below.items + below.count});
         while (!open.empty() && open.back().next == open.back().end)

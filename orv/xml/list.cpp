@@ -145,7 +145,7 @@ list& list::operator=(list&& other) noexcept {
 }
 
 item* list::get(const char* name, bool& created) {
-    const position at = find(items, count, name);
+    const position at = find_name(items, count, name);
     created = !at.found;
     if (at.found)
         return items + at.index;
@@ -155,7 +155,7 @@ item* list::get(const char* name, bool& created) {
 }
 
 item* list::set(const char* name, const char* value, bool& created) {
-    const position at = find(items, count, name);
+    const position at = find_name(items, count, name);
     created = !at.found;
     if (!at.found) {
         item fresh;
@@ -172,7 +172,7 @@ item* list::set(const char* name, const char* value, bool& created) {
 
 unsigned long list::add(const item& source) {
     item copy(source); // first, for the source may be in this very list
-    const unsigned long at = find(items, count, copy.name).behind();
+    const unsigned long at = find_name(items, count, copy.name).behind();
     put(at, copy);
     return at;
 }

@@ -24,7 +24,7 @@ struct name_bytes {
 inline constexpr name_bytes bytes_of_names;
 
 inline int rank(char c) { return bytes_of_names.rank[static_cast<unsigned char>(c)]; }
-inline bool ends_name(char c) { return rank(c) == 0; }
+inline bool is_delimiter(char c) { return rank(c) == 0; }
 
 // Less than, equal to or greater than 0 as `a` sorts before, with or behind `b`. Neither is null.
 // If they are equal, `end` is where `a` ends.
@@ -47,7 +47,7 @@ using buffers::or_empty; // a null name is the empty name
 
 inline unsigned long name_length(const char* name) {
     const char* end = name;
-    while (!ends_name(*end))
+    while (!is_delimiter(*end))
         ++end;
     return static_cast<unsigned long>(end - name);
 }

@@ -1,5 +1,5 @@
 // Reading one element, in place. The start tag is taken apart here; the content is only searched
-// for the end tag that closes it (content.cpp) and stays raw text until its children are asked for
+// for the end tag that closes it (end_tag.cpp) and stays raw text until its children are asked for
 // (expansion.cpp).
 //
 // Three classes of bytes matter, and they are not the same set:
@@ -11,7 +11,7 @@
 // further, the second NUL of the buffer, or what follows a nested value, stands there.
 #include <orv/xml/parser.hpp>
 
-#include <orv/xml/content.hpp>
+#include <orv/xml/end_tag.hpp>
 #include <orv/xml/expansion.hpp>
 #include <orv/xml/name.hpp>
 #include <orv/xml/scan.hpp>
@@ -31,7 +31,7 @@ char* skip_space(char* at) {
 }
 
 char* name_end(char* at) {
-    while (!ends_name(*at))
+    while (!is_delimiter(*at))
         ++at;
     return at;
 }
@@ -55,7 +55,7 @@ char* read_attribute(item& attribute, char* at) {
     at = skip_space(at);
     if (is_quote(*at)) {
         attribute.value = at + 1;
-        at = find(at + 1, *at);
+        at = scan_to(at + 1, *at);
         if (*at != 0)
             *at++ = 0;
         return at;
@@ -65,7 +65,7 @@ char* read_attribute(item& attribute, char* at) {
 }
 
 // Reads the rest of a start tag, behind the name, and the content.
-char* read_element(item& element, char* at, end_finder& ends) {
+char* read_element(item& element, char* at, end_tag_finder& end_tags) {
     collector attributes(element.buffer);
     for (;;) {
         if (is_space(*at)) {
@@ -74,7 +74,8 @@ char* read_element(item& element, char* at, end_finder& ends) {
             *at = 0;
             attributes.finish(element.attributes); // first, for it may throw
             element.value = skip_space(at + 1);
-            return *element.value == 0 ? element.value : ends.end(element.name, element.value);
+            return *element.value == 0 ? element.value
+                                       : end_tags.close_value(element.name, element.value);
         } else if (*at == '/' && at[1] == '>') {
             *at = 0;
             attributes.finish(element.attributes);
@@ -104,15 +105,15 @@ char* item::loadTag(xml::buffer* source, char* position) {
     buffer = source;
     if (!position)
         return nullptr;
-    end_finder ends(position);
-    position = read_tag(*this, position, ends);
+    end_tag_finder end_tags(position);
+    position = read_tag(*this, position, end_tags);
     if (source)
         source->refs.fetch_add(attributes.count, std::memory_order_relaxed);
     return position;
 }
 
-char* read_tag(item& into, char* position, end_finder& ends) {
-    char* at = find(position, '<');
+char* read_tag(item& into, char* position, end_tag_finder& end_tags) {
+    char* at = scan_to(position, '<');
     if (*at == 0)
         return at;
     ++at;
@@ -122,7 +123,7 @@ char* read_tag(item& into, char* position, end_finder& ends) {
         return at;
     into.name = at;
     at = end_at_space(name_end(at));
-    return read_element(into, at, ends);
+    return read_element(into, at, end_tags);
 }
 
 } // namespace xml

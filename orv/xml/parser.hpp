@@ -5,10 +5,10 @@
 
 namespace xml {
 
-class end_finder;
+class end_tag_finder;
 
 // Reads one element into an item that is empty but for its buffer, from `position`, which is not
 // null. The references of its attributes to the buffer remain to be counted.
-char* read_tag(item& into, char* position, end_finder& ends);
+char* read_tag(item& into, char* position, end_tag_finder& end_tags);
 
 } // namespace xml

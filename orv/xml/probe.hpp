@@ -46,15 +46,15 @@ template <class Compare>
 
 // Where a name, which is not null, stands among `count` items. If it is there, `end` is where the
 // name ends.
-[[gnu::always_inline]] inline position find(const item* items, unsigned long count,
-                                            const char* name, const char*& end) {
+[[gnu::always_inline]] inline position find_name(const item* items, unsigned long count,
+                                                 const char* name, const char*& end) {
     return probe(
         count, [&](unsigned long i) { return compare_names(name, or_empty(items[i].name), end); });
 }
 // The same for a name that may be null.
-inline position find(const item* items, unsigned long count, const char* name) {
+inline position find_name(const item* items, unsigned long count, const char* name) {
     name = or_empty(name);
-    return find(items, count, name, name);
+    return find_name(items, count, name, name);
 }
 
 } // namespace xml

@@ -4,7 +4,7 @@
 namespace xml {
 
 // The first `wanted` or NUL.
-inline char* find(char* at, char wanted) {
+inline char* scan_to(char* at, char wanted) {
     while (*at != wanted && *at != 0)
         ++at;
     return at;
@@ -20,7 +20,7 @@ inline char* skip_tag(char* at, bool& closed) {
             return at;
         case '"':
         case '\'':
-            at = find(at + 1, *at);
+            at = scan_to(at + 1, *at);
             if (*at == 0)
                 return at;
             break;
@@ -40,6 +40,6 @@ inline char* skip_tag(char* at, bool& closed) {
 // Where reading stops when it meets the end of the text: behind the first NUL if a second one
 // stands there, as at the end of a buffer; at the NUL itself if not, as at the end of a nested
 // value.
-inline char* end_of_text(char* nul) { return nul[1] == 0 ? nul + 1 : nul; }
+inline char* behind_text(char* nul) { return nul[1] == 0 ? nul + 1 : nul; }
 
 } // namespace xml

@@ -22,7 +22,7 @@ namespace {
 // A copy, for parts of the text are cut up while the index is in use.
 std::string folded(const char* name) {
     std::string made;
-    for (; !ends_name(*name); ++name)
+    for (; !is_delimiter(*name); ++name)
         made += static_cast<char>(rank(*name));
     return made;
 }
@@ -32,15 +32,15 @@ std::string folded(const char* name) {
 tag_index::~tag_index() = default;
 
 char* tag_index::closing(const char* name, char* content) {
-    char* const first = xml::find(content, '<');
+    char* const first = scan_to(content, '<');
     if (*first == 0)
         return nullptr;
     const auto known = run_of_.find(first);
     const run& in = known != run_of_.end() ? *known->second : run_from(first);
-    return find(&in, first, folded(name)).at;
+    return closing_in(&in, first, folded(name)).at;
 }
 
-char* tag_index::end_of(const char* content) const {
+char* tag_index::noted_end(const char* content) const {
     const auto known = ends_.find(content);
     return known == ends_.end() ? nullptr : known->second;
 }
@@ -52,7 +52,7 @@ const tag_index::run& tag_index::run_from(char* first) {
     };
     run& made = runs_.emplace_back();
     std::vector<step> steps;
-    for (char* at = first; *at != 0; at = xml::find(at, '<')) {
+    for (char* at = first; *at != 0; at = scan_to(at, '<')) {
         const auto [met, is_new] = run_of_.try_emplace(at, &made);
         if (!is_new) {
             made.into = met->second;
@@ -61,7 +61,7 @@ const tag_index::run& tag_index::run_from(char* first) {
         }
         const step here = {at, at[1] == '/'};
         bool closed = false;
-        at = here.is_end_tag ? xml::find(at + 2, '>') : skip_tag(at + 1, closed);
+        at = here.is_end_tag ? scan_to(at + 2, '>') : skip_tag(at + 1, closed);
         if (!closed)
             steps.push_back(here);
     }
@@ -73,8 +73,8 @@ const tag_index::run& tag_index::run_from(char* first) {
         end_tag closing{&made, last.tag};
         if (!last.is_end_tag) {
             const end_tag own =
-                behind.empty() ? find(made.into, made.meets, name) : behind.back().closing;
-            closing = own.at ? find(own.in, own.at + 1, name) : end_tag();
+                behind.empty() ? closing_in(made.into, made.meets, name) : behind.back().closing;
+            closing = own.at ? closing_in(own.in, own.at + 1, name) : end_tag();
         }
         behind.push_back({last.tag, closing});
     }
@@ -82,7 +82,7 @@ const tag_index::run& tag_index::run_from(char* first) {
 }
 
 // What closes an element of that name whose content begins at `at`, in a run.
-tag_index::end_tag tag_index::find(const run* in, char* at, const std::string& name) {
+tag_index::end_tag tag_index::closing_in(const run* in, char* at, const std::string& name) {
     for (; in; at = in->meets, in = in->into) {
         const auto tags = in->tags.find(name);
         if (tags == in->tags.end())

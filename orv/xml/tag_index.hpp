@@ -28,9 +28,9 @@ public:
     // That the content from `content` on ends at the NUL at `nul` now. No end tag is cut through:
     // between the one that ends the content and the last ">" in front of it, or the beginning of
     // the content, there is no "<".
-    void ends(const char* content, char* nul) { ends_[content] = nul; }
-    // Where it was said to end; null if it was not.
-    char* end_of(const char* content) const;
+    void note_end(const char* content, char* nul) { ends_[content] = nul; }
+    // Where it was noted to end; null if it was not.
+    char* noted_end(const char* content) const;
 
 private:
     struct run;
@@ -52,7 +52,7 @@ private:
     };
 
     const run& run_from(char* first);
-    static end_tag find(const run* in, char* at, const std::string& name);
+    static end_tag closing_in(const run* in, char* at, const std::string& name);
 
     const char* content_;
     const char* end_;

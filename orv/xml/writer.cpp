@@ -107,7 +107,7 @@ struct indented {
     gathering& out;
 
     static bool is_written(const item& element) {
-        return element.name && !ends_name(*element.name);
+        return element.name && !is_delimiter(*element.name);
     }
     void start(const item& element, int level) {
         write_spaces(out, level);

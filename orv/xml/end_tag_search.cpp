@@ -1,15 +1,7 @@
-// An element is closed by the end tag at which the tags of its own name balance. Tags of other
-// names are only stepped over; but stepped over they must be, for a "<" or ">" in a quoted
-// attribute value is none. There are four ways to find that end tag, all with the same result:
-//
-//   first tag  is the one where an element holds text alone, as most do
-//   walk       is a look at every byte, right for every text, and how short contents are read
-//   search     looks at 16 bytes at once: the tags of that name are counted as if every "<" began a
-//              tag and every ">" ended one, and then the text up to the end tag found is checked
-//              for being so. By far the most text is, and where it is not, `walk` has the last
-//              word. A checked stretch serves all the elements in it
-//   index      is of all tags in a text (tag_index.cpp), for an operation that goes deep
-#include <orv/xml/content.hpp>
+// The tags of one name are counted as if every "<" began a tag and every ">" ended one, and then
+// the text up to the end tag found is checked for being so. By far the most text is. A checked
+// stretch serves all the elements in it.
+#include <orv/xml/end_tag_search.hpp>
 
 #include <orv/xml/bytes16.hpp>
 #include <orv/xml/name.hpp>
@@ -20,9 +12,6 @@
 namespace xml {
 
 namespace {
-
-// TAB, LF, space; not CR, on purpose.
-bool is_trimmed(char c) { return c == ' ' || c == '\n' || c == '\t'; }
 
 // Finds the tags, start and end alike, whose name begins with a given byte in either case.
 class tag_finder {
@@ -116,66 +105,14 @@ bool contains(const char* at, char wanted) {
     return any.bits() != 0;
 }
 
-// Whether a stretch is still plain with the 64 bytes at `at`: tags begin with "<" and end with ">"
-// in turn, none of these in quotes. Where both kinds of quotes stand in tags the answer is no,
-// though it might be yes; and where it is no, the stretch stays as it was.
-bool goes_on(plain_stretch& plain, const char* at) {
-    const std::uint64_t opens = bits_of(at, '<');
-    const std::uint64_t ends = bits_of(at, '>');
-    if ((opens | ends | plain.in_tag) == 0)
-        return true;
-    // From each "<" up to, without, its ">": the difference of the two powers of two. A tag that
-    // goes on into the next block borrows from it.
-    const std::uint64_t in_tags = ends - opens - plain.in_tag;
-    if ((opens & ~in_tags) != 0 || (ends & in_tags) != 0)
-        return false;
-
-    std::uint64_t quotes = bits_of(at, '"') & in_tags;
-    const std::uint64_t singles = contains(at, '\'') ? bits_of(at, '\'') & in_tags : 0;
-    char kind = '"';
-    if (singles != 0 || plain.quote == '\'') { // seldom
-        if (quotes != 0 || plain.quote == '"')
-            return false;
-        quotes = singles;
-        kind = '\'';
-    }
-    // Of double quotes, which stand in every other block, none makes a branch.
-    const std::uint64_t in_quotes = parity(quotes) ^ (plain.quote != 0 ? ~0ull : 0);
-    if ((ends & in_quotes) != 0)
-        return false;
-    plain.quote = in_quotes >> 63 == 0 ? '\0' : kind;
-    plain.in_tag = in_tags >> 63;
-    return true;
-}
-
 // Steps over what a tag has in common with a name; true if that is all of both. A tag is not looked
 // at twice, be it as long as the text.
 bool step_over_name(char*& at, const char* name) {
     for (; rank(*at) == rank(*name); ++at, ++name) {
-        if (ends_name(*name))
+        if (is_delimiter(*name))
             return true;
     }
     return false;
-}
-
-// Looks for the end tag byte by byte, from outside of any tag on. `found` is the end tag, or the
-// NUL if there is none.
-bool walk(const char* name, char* at, char*& found) {
-    for (unsigned long depth = 1;;) { // open elements of that name
-        found = find(at, '<');
-        if (*found == 0)
-            return false;
-        if (found[1] == '/') {
-            if (compare_names(found + 2, name) == 0 && --depth == 0)
-                return true;
-            at = find(found + 2, '>');
-        } else {
-            bool closed;
-            at = skip_tag(found + 1, closed);
-            if (!closed && compare_names(found + 1, name) == 0)
-                ++depth;
-        }
-    }
 }
 
 } // namespace
@@ -190,68 +127,42 @@ void text_reach::measure(char* at, const char* wanted) {
     is_end_ = length < count;
 }
 
-void end_finder::enter(char* content, unsigned long depth) {
-    constexpr unsigned long deep = 16; // enough levels to have been searched one by one
-    char* end = content == value_ ? value_end_ : deep_ ? deep_->end_of(content) : nullptr;
-    if (!end)
-        end = content + std::strlen(content);
-    text_ = text_reach::to(end);
-    if (depth >= deep && !(deep_ && deep_->covers(content, end)))
-        deep_ = std::make_unique<tag_index>(content, end);
-}
-
-char* end_finder::end(const char* name, char* value) {
-    char* found; // the end tag, or the NUL that ends the text
-    if (!locate(name, value, found)) {
-        if (deep_)
-            deep_->ends(value, found);
-        return end_of_text(found);
-    }
-    char* const last = find(found + 2, '>');
-    char* const behind = *last == 0 ? end_of_text(last) : last + 1;
-    char* end = found;
-    while (end > value && is_trimmed(end[-1]))
-        --end;
-    *end = 0;
-    value_ = value;
-    value_end_ = end;
-    if (deep_)
-        deep_->ends(value, end);
-    return behind;
-}
-
-// Whether there is an end tag. `found` is it, or the NUL if there is none.
-bool end_finder::locate(const char* name, char* value, char*& found) {
-    if (deep_) {
-        found = deep_->closing(name, value);
-        if (found && found < text_.end())
-            return true;
-        found = text_.end();
-        return false;
-    }
-    char* const first = first_tag(value);
-    found = first;
-    if (*first == 0)
-        return false;
-    if (first[1] == '/' && compare_names(first + 2, name) == 0)
+bool plain_stretch::continues(const char* bytes) {
+    const std::uint64_t opens = bits_of(bytes, '<');
+    const std::uint64_t closes = bits_of(bytes, '>');
+    if ((opens | closes | in_tag) == 0)
         return true;
-    constexpr long few = 64; // bytes
-    const bool is_short = text_.behind(first, few) < first + few;
-    if (!is_short && !ends_name(*name)) {
-        const verdict searched = search(name, first, found);
-        if (searched != verdict::undecided)
-            return searched == verdict::closed;
+    // From each "<" up to, without, its ">": the difference of the two powers of two. A tag that
+    // goes on into the next block borrows from it.
+    const std::uint64_t in_tags = closes - opens - in_tag;
+    if ((opens & ~in_tags) != 0 || (closes & in_tags) != 0)
+        return false;
+
+    std::uint64_t quotes = bits_of(bytes, '"') & in_tags;
+    const std::uint64_t singles = contains(bytes, '\'') ? bits_of(bytes, '\'') & in_tags : 0;
+    char kind = '"';
+    if (singles != 0 || quote == '\'') { // seldom
+        if (quotes != 0 || quote == '"')
+            return false;
+        quotes = singles;
+        kind = '\'';
     }
-    return walk(name, first, found);
+    // No branch asks whether there are double quotes, for every other block has some.
+    const std::uint64_t in_quotes = parity(quotes) ^ (quote != 0 ? ~0ull : 0);
+    if ((closes & in_quotes) != 0)
+        return false;
+    quote = in_quotes >> 63 == 0 ? '\0' : kind;
+    in_tag = in_tags >> 63;
+    return true;
 }
 
-char* end_finder::first_tag(char* at) {
+char* end_tag_search::first_tag(char* at) {
     for (; text_.behind(at, 16) == at + 16; at += 16) {
         const std::uint64_t opens = (bytes16::load(at) == bytes16::all('<')).bits();
         if (opens != 0)
             return at + __builtin_ctzll(opens);
     }
-    return find(at, '<');
+    return scan_to(at, '<');
 }
 
 // Looks for the end tag as if the text were plain, and then sees whether it is. Only end tags of
@@ -259,9 +170,12 @@ char* end_finder::first_tag(char* at) {
 // and where the search has come to. A text that is not plain may lead the search astray, past the
 // real end and through all that follows; so what has been met is looked at again and again on the
 // way, each time twice as far.
-end_finder::verdict end_finder::search(const char* name, char* first, char*& found) {
+char* end_tag_search::closing(const char* name, char* first) {
+    constexpr long few = 64; // bytes, not worth it
+    if (is_delimiter(*name) || text_.behind(first, few) < first + few)
+        return nullptr;
     tag_finder tags(*name, first);
-    unsigned long depth = 1;
+    unsigned long open = 1; // elements of that name
     char* last_met = first;
     char* at = first;
     for (long reach = 1024;; reach *= 2) {
@@ -272,32 +186,30 @@ end_finder::verdict end_finder::search(const char* name, char* first, char*& fou
             at = tag + (is_end_tag ? 2 : 1);
             if (!step_over_name(at, name))
                 continue;
-            if (!is_end_tag) {
-                at = find(at, '>');
+            if (is_end_tag) {
+                last_met = tag;
+                if (--open == 0)
+                    return is_plain(first, tag) ? tag : nullptr;
+            } else {
+                at = scan_to(at, '>');
                 if (at[-1] != '/')
-                    ++depth;
-                continue;
+                    ++open;
             }
-            last_met = found = tag;
-            if (--depth == 0)
-                return is_plain(first, last_met) ? verdict::closed : verdict::undecided;
         }
         if (!is_plain(first, last_met))
-            return verdict::undecided;
-        if (text_.ends_at(limit)) {
-            found = limit;
-            return verdict::unclosed;
-        }
+            return nullptr;
+        if (text_.is_end(limit))
+            return limit;
     }
 }
 
 // Whether the text between two tags is plain, the second one left out.
-bool end_finder::is_plain(char* from, char* to) {
-    constexpr unsigned long block = 64;
+bool end_tag_search::is_plain(char* from, char* to) {
+    constexpr unsigned long block = plain_stretch::block;
     if (!plain_.begin || from < plain_.begin || from > plain_.end)
         plain_ = {from, from};
     while (to >= plain_.end) {
-        if (text_.behind(plain_.end, block) < plain_.end + block || !goes_on(plain_, plain_.end))
+        if (text_.behind(plain_.end, block) < plain_.end + block || !plain_.continues(plain_.end))
             break;
         plain_.end += block;
     }
@@ -310,7 +222,7 @@ bool end_finder::is_plain(char* from, char* to) {
     char last[block] = {};
     std::memcpy(last, plain_.end, rest);
     plain_stretch up_to = plain_;
-    return goes_on(up_to, last) && up_to.in_tag == 0;
+    return up_to.continues(last) && up_to.in_tag == 0;
 }
 
 } // namespace xml

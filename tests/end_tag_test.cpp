@@ -1,8 +1,8 @@
-// Finding the end of an element's content: every quick way against the plain one, byte by byte.
-// Compiles xml/content.cpp and xml/tag_index.cpp into itself.
+// Finding the end tag of an element: every quick way against the plain one, byte by byte. Compiles
+// the sources of all of them into itself.
 #include "support/random.hpp"
 
-#include <orv/xml/content.hpp>
+#include <orv/xml/end_tag.hpp>
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ size_t plain_end(const string& text, const string& name) {
 
 // Ends a value as the finder does it, and sees whether the plain way does the same. Returns where
 // reading goes on.
-char* compare(xml::end_finder& finder, const string& name, char* value) {
+char* compare(xml::end_tag_finder& finder, const string& name, char* value) {
     const string text = value;
     char* const nul = value + text.size();
     char* const behind_text = nul[1] == 0 ? nul + 1 : nul;
@@ -47,7 +47,7 @@ char* compare(xml::end_finder& finder, const string& name, char* value) {
     size_t trimmed = tag;
     while (tag != text.size() && trimmed > 0 && std::strchr(" \t\n", text[trimmed - 1]))
         --trimmed;
-    char* const behind = finder.end(name.c_str(), value);
+    char* const behind = finder.close_value(name.c_str(), value);
     EXPECT_EQ(behind, last == string::npos ? behind_text : value + last + 1)
         << name << " in " << text;
     EXPECT_EQ(value, text.substr(0, trimmed)) << name << " in " << text;
@@ -88,12 +88,12 @@ string random_text(seeded_random& random) {
 // A text of which nothing is known, one whose end is known, and one that an operation has got deep
 // in; then what follows, or what is in the value that was found, at any place, which need not be a
 // sane one.
-TEST(Content, EveryWayFindsTheSameEnd) {
+TEST(EndTag, EveryWayFindsTheSameEnd) {
     seeded_random random;
     for (int round = 0; round < 40000 && !HasFailure(); ++round) {
         string text = random_text(random) + string(2, '\0');
         char* at = text.data();
-        xml::end_finder finder(at);
+        xml::end_tag_finder finder(at);
         const unsigned long depth = round % 3 == 2 ? 16 : 0;
         if (round % 3 != 0)
             finder.enter(at, depth);
