@@ -27,14 +27,13 @@ public:
         if (a_count == 0 || b_count == 0)
             return 0;
         const unsigned long count = a_count + b_count;
-        halves_.clear();
+        halves_.assign(1, 0);
         for (unsigned long j = 0; j < b_count; ++j)
             halves_.insert(halves_.end(), {b[j] & 0xffff, b[j] >> 16});
+        halves_.push_back(0);
         sums_.assign(2 * count, 0);
-        for (unsigned long i = 0; i < a_count; ++i) {
-            add_row(2 * i, a[i] & 0xffff);
-            add_row(2 * i + 1, a[i] >> 16);
-        }
+        for (unsigned long i = 0; i < a_count; ++i)
+            add_row(sums_.data() + 2 * i, a[i]);
         std::uint64_t carry = 0;
         for (unsigned long i = 0; i < count; ++i) {
             carry += sums_[2 * i];
@@ -47,13 +46,15 @@ public:
     }
 
 private:
-    void add_row(unsigned long place, limb_t factor) {
-        std::uint64_t* const row = sums_.data() + place;
-        for (unsigned long j = 0; j < halves_.size(); ++j)
-            row[j] += std::uint64_t{factor} * halves_[j];
+    // Adds the products with both halves of a limb; those with the high half go one place further.
+    void add_row(std::uint64_t* row, limb_t limb) {
+        const limb_t low = limb & 0xffff;
+        const limb_t high = limb >> 16;
+        for (unsigned long j = 0; j + 1 < halves_.size(); ++j)
+            row[j] += std::uint64_t{low * halves_[j + 1]} + high * halves_[j];
     }
 
-    std::vector<limb_t> halves_;
+    std::vector<limb_t> halves_; // and a zero at both ends
     std::vector<std::uint64_t> sums_;
 };
 
