@@ -1,5 +1,5 @@
-// 16 bytes at once, in the form that the processor has for it. The one place in the library that
-// knows processors apart. Not installed.
+// 16 bytes at once, in the form that the processor has for it. Nothing else in this folder knows
+// processors apart. Not installed.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
 #include <orv/xml/escape.hpp>
 
 #include <orv/buffers/text.hpp>
+#include <orv/xml/scan.hpp>
 
 #include <cstring>
 
@@ -16,8 +17,6 @@ struct entity {
 };
 constexpr entity entities[] = {
     {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&apos;"}};
-
-bool is_space(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
 
 const char* entity_for(char byte) {
     for (const entity& each : entities)

@@ -1,4 +1,4 @@
-// How many items become a sorted list at once. Not installed.
+// How pending content becomes child elements. Not installed.
 #pragma once
 
 #include <orv/xml/item.hpp>
@@ -12,9 +12,8 @@ class end_tag_finder;
 void expand(item& element, end_tag_finder& end_tags, unsigned long depth);
 
 // Collects items of one text in their order and makes of them the list that `list::add`, called for
-// one after the other, would have made. The array grows with room to spare until then, so that n
-// items cost O(n) where they come in name order, and O(n log n) where they do not. The references
-// of the items to the text are counted all at once, when the list is made.
+// one after the other, would have made (ordering.hpp). Until then the array has room to spare. The
+// references of the items to the text remain to be counted, all at once.
 class collector {
 public:
     // `source` may be null.
@@ -33,9 +32,9 @@ public:
 private:
     void grow();
 
-    // A start tag has few attributes; they do not go through the heap twice.
+    // Most start tags have no more attributes than this, which then go through the heap but once.
     static constexpr unsigned long few = 8;
-    static constexpr unsigned long growth = 4; // the array lives but shortly
+    static constexpr unsigned long growth = 4; // the array is short-lived
     buffer* source_;
     alignas(item) unsigned char local_[few * sizeof(item)];
     item* items_ = reinterpret_cast<item*>(local_);

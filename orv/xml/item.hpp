@@ -16,6 +16,11 @@ namespace xml {
 // first asks for them. A value that begins with "<" and has no children beside it is such pending
 // content, whoever put it there. Text between child elements is dropped then.
 //
+// One call that goes deep, such as `search`, takes time in proportion to the text. A host that
+// visits a document level by level, each with a call of its own, has the content of an element read
+// once for every level above it, so that the time grows with the square of the depth. To avoid
+// that, `search` first for a name that there is not: it parses everything at once.
+//
 // Paths are names separated by "/"; a leading "/" and runs of "/" are skipped. They address child
 // elements only. Each name is compared in the order described at `xml::list`.
 //
@@ -25,8 +30,11 @@ namespace xml {
 // is a `root` itself stands alone.
 //
 // Null receivers: every member but assignment and `swap` may be called through a null pointer, as
-// the result of a failed lookup; it answers null or false or does nothing. (The library is compiled
-// so that this holds.)
+// the result of a failed lookup; it answers null or false or does nothing. A compiler takes such a
+// call for a promise that the pointer is not null, and may drop the host's own test behind it. So
+// hosts are compiled with -fno-delete-null-pointer-checks, as the library is: the CMake target
+// `orv::orv` and `orv.pc` hand that option on, and whoever uses neither gives it, or tests before
+// the call. -fsanitize=undefined reports such calls unless -fno-sanitize=null goes with it.
 //
 // Threads: one at a time, since even lookups change the tree. Items in different trees may share
 // text across threads if no pending content is shared. Errors: none are reported; only the
@@ -39,6 +47,7 @@ public:
     ~item();
     item& operator=(const item& other);
     item& operator=(item&& other) noexcept;
+    // Neither item may be below the other.
     void swap(item& other) noexcept;
 
     // The element at `path`, missing ones created on the way; this very item for an empty or null

@@ -1,6 +1,6 @@
 // Lists are arrays of items that are moved bytewise: an item is a handful of pointers, none of them
-// into itself. A tree may be as deep as the memory allows, so copying and destroying one do not
-// call themselves; a tree may be as deep only where a text or a path made it so.
+// into itself. A tree may be as deep as memory allows, so copying and destroying one do not call
+// themselves for every level.
 #include <orv/xml/list.hpp>
 
 #include <orv/xml/array.hpp>
@@ -13,7 +13,8 @@ namespace xml {
 
 namespace {
 
-// References that are to be given back, to one text as a rule: its count is changed but once.
+// References that are to be given back. As a rule they are to one text, whose count is then changed
+// once for all of them: threads that share it would slow one another down otherwise.
 class references {
 public:
     references() = default;

@@ -11,7 +11,8 @@ class item;
 //
 // Name order: bytes are compared with "A" to "Z" folded to lower case, up to the first name
 // delimiter (NUL, TAB, LF, CR, space, "/", "=", ">"); bytes from 0x80 up are negative and sort
-// before ASCII. A null name is the empty name. Names may repeat; only `add` makes duplicates.
+// before ASCII. A null name is the empty name. Names may repeat: `add` makes duplicates, and so
+// does loading.
 //
 // Pointers to items are valid until the list they are in is changed. Copies are deep, but share the
 // text. Threads: one at a time. Errors: if memory runs out the allocator's exception passes through

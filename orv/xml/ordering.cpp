@@ -45,9 +45,9 @@ bool insert_each(item* out, const item* items, unsigned long sorted, unsigned lo
     return true;
 }
 
-// Counters and the sums of the first ones, each step O(log n): a complete binary tree over the
-// counters, in which each node, 1 being the root and 2n and 2n + 1 below n, has the sum of those
-// below it to the left.
+// Counters, and the sum of the first ones of them, each in O(log n): a complete binary tree above
+// the counters, in which each node has the sum of the counters below it to the left. Node 1 is the
+// root, and below node n are 2n and 2n + 1.
 class prefix_sums {
 public:
     // At least `count` counters, all of them `each`.
@@ -74,7 +74,7 @@ public:
         return sum;
     }
     // Takes one away from the first counter up to which the sum exceeds `sum`, and returns its
-    // place. Which way each step goes cannot be foretold, so none is a branch.
+    // place. The way down is unpredictable, so no step is a branch.
     unsigned take(unsigned sum) {
         unsigned long node = 1;
         while (node < size_) {
@@ -92,51 +92,56 @@ private:
     std::vector<unsigned> left_;
 };
 
-// The index at which each item would be inserted by one `add` after the other. Which of several
-// equal names the search would meet follows from the number of items that sort before them alone,
-// so the search is run on numbers.
-std::vector<unsigned> insertion_points(const item* items, unsigned count) {
+// A number for each item, the same for equal names, in name order from 0 up.
+std::vector<unsigned> name_numbers(const item* items, unsigned count) {
     std::vector<unsigned> heads; // the first items of runs of equal names
-    std::vector<unsigned> group(count);
+    std::vector<unsigned> run(count);
     for (unsigned i = 0; i < count; ++i) {
         if (i == 0 || compare_names(name_of(items[i - 1]), name_of(items[i])) != 0)
             heads.push_back(i);
-        group[i] = static_cast<unsigned>(heads.size() - 1);
+        run[i] = static_cast<unsigned>(heads.size() - 1);
     }
+    const auto compare = [&](unsigned a, unsigned b) {
+        return compare_names(name_of(items[heads[a]]), name_of(items[heads[b]]));
+    };
     std::vector<unsigned> by_name(heads.size());
     std::iota(by_name.begin(), by_name.end(), 0u);
-    std::sort(by_name.begin(), by_name.end(), [&](unsigned a, unsigned b) {
-        return compare_names(name_of(items[heads[a]]), name_of(items[heads[b]])) < 0;
-    });
-    std::vector<unsigned> number(heads.size()); // equal for equal names, in name order
-    unsigned groups = 0;
+    std::sort(by_name.begin(), by_name.end(),
+              [&](unsigned a, unsigned b) { return compare(a, b) < 0; });
+    std::vector<unsigned> number(heads.size());
     for (unsigned long i = 1; i < heads.size(); ++i) {
-        const char* before = name_of(items[heads[by_name[i - 1]]]);
-        if (compare_names(before, name_of(items[heads[by_name[i]]])) != 0)
-            ++groups;
-        number[by_name[i]] = groups;
+        const bool is_new = compare(by_name[i - 1], by_name[i]) != 0;
+        number[by_name[i]] = number[by_name[i - 1]] + (is_new ? 1 : 0);
     }
-    for (unsigned& each : group)
+    for (unsigned& each : run)
         each = number[each];
+    return run;
+}
 
-    prefix_sums present(groups + 1, 0);
-    std::vector<unsigned> run(groups + 1, 0);
-    std::vector<unsigned> at(count);
+// The index at which each item would be inserted by one `add` after the other. Which of several
+// equal names the search would meet follows from how many items sort before them and how many are
+// equal, so the search is run on numbers.
+std::vector<unsigned> insertion_points(const item* items, unsigned count) {
+    std::vector<unsigned> at = name_numbers(items, count);
+    const unsigned names = *std::max_element(at.begin(), at.end()) + 1;
+    prefix_sums present(names, 0);
+    std::vector<unsigned> equal(names);
     for (unsigned i = 0; i < count; ++i) {
-        const unsigned long first = present.before(group[i]);
-        const unsigned long end = first + run[group[i]];
+        const unsigned name = at[i];
+        const unsigned long first = present.before(name);
+        const unsigned long end = first + equal[name];
         const position found = probe(i, [&](unsigned long k) {
             return k < first ? 1 : k < end ? 0 : -1;
         });
         at[i] = static_cast<unsigned>(found.behind());
-        present.add(group[i]);
-        ++run[group[i]];
+        present.add(name);
+        ++equal[name];
     }
     return at;
 }
 
-// Where each item stands in the end. The last item inserted stands where it was put; the one before
-// it at the place that is its own when that one is taken out; and so on.
+// Where each item stands in the end: the last one where it was inserted, the one before it where it
+// was inserted among the places that are left, and so on.
 std::vector<unsigned> places(const item* items, unsigned count) {
     std::vector<unsigned> at = insertion_points(items, count);
     prefix_sums free_places(count, 1);

@@ -20,7 +20,6 @@ namespace xml {
 
 namespace {
 
-bool is_space(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
 // Attribute values may stand in backquotes too, on purpose; in skipped tags these are no quotes.
 bool is_quote(char c) { return c == '"' || c == '\'' || c == '`'; }
 
@@ -61,6 +60,8 @@ char* read_attribute(item& attribute, char* at) {
         return at;
     }
     attribute.value = at;
+    // A "=" within an unquoted value ends it, on purpose, as every name delimiter does; it begins
+    // an attribute without a name.
     return end_at_space(name_end(at));
 }
 

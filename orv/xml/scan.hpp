@@ -3,6 +3,8 @@
 
 namespace xml {
 
+inline bool is_space(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+
 // The first `wanted` or NUL.
 inline char* scan_to(char* at, char wanted) {
     while (*at != wanted && *at != 0)
