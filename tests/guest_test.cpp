@@ -146,6 +146,7 @@ bool ending_beside_threads(host& of) {
         const pid_t child = fork();
         if (child == 0) {
             ORV_open(of.path.c_str(), settings_key);
+            ORVSC_SetInt("a", "b", round);
             for (int i = 0; i < 4; ++i) {
                 std::thread([i] {
                     const std::string name = std::to_string(i);
