@@ -11,4 +11,6 @@
    format, and that of the first argument it formats (0 where a va_list is taken). */
 #define ORV_PRINTF(text, first) __attribute__((__format__(__printf__, text, first)))
 
+struct orv_export; /* so that this header alone is a source in C, which has to declare something */
+
 #endif
