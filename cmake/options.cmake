@@ -7,9 +7,7 @@ function(orv_compile_options target)
     CXX_STANDARD 17 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
     C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${target} PRIVATE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${ORV_WERROR}>:-Werror>
-    # Members of xml::item answer a null receiver; the optimiser must keep their tests for it.
-    -fno-delete-null-pointer-checks)
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${ORV_WERROR}>:-Werror>)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Unique symbols would keep the library loaded after dlclose.
     target_compile_options(${target} PRIVATE
