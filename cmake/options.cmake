@@ -1,6 +1,8 @@
 # How our own code is compiled. Applied target by target, so that a parent project that includes
 # this one keeps its own flags.
 
+include(CheckCXXCompilerFlag)
+
 function(orv_compile_options target)
   set_target_properties(${target} PROPERTIES
     C_STANDARD 99 C_EXTENSIONS OFF
@@ -8,12 +10,16 @@ function(orv_compile_options target)
     C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${ORV_WERROR}>:-Werror>)
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # Unique symbols would keep the library loaded after dlclose.
-    target_compile_options(${target} PRIVATE
-      -fno-semantic-interposition # our own calls within a source may be inlined
-      $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
-  endif()
+  # Unique symbols would keep the library loaded after dlclose. Our own calls within a source may be
+  # inlined.
+  set(CMAKE_REQUIRED_FLAGS -Werror) # an option that is taken and ignored counts as one that is not there
+  foreach(option -fno-gnu-unique -fno-semantic-interposition)
+    string(MAKE_C_IDENTIFIER ORV_KNOWS${option} known)
+    check_cxx_compiler_flag(${option} ${known})
+    if(${known})
+      target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:${option}>)
+    endif()
+  endforeach()
   if(APPLE)
     # Whatever the least macOS does not have yet would only fail there, when it is loaded.
     target_compile_options(${target} PRIVATE -Werror=unguarded-availability)
