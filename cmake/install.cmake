@@ -1,5 +1,5 @@
-# What "cmake --install" lays down: the library, the headers below include/orv/, the pages of docs/
-# that they mention, the CMake package, the pkg-config file and the tools. Nothing in them names the
+# What "cmake --install" lays down: the library, the headers below include/orv/, the pages and the
+# examples, the CMake package, the pkg-config file and the tools. Nothing in them names the
 # prefix, so that an installed tree can be moved; only a directory that was given as an absolute
 # path stays where it is.
 
@@ -17,12 +17,31 @@ set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development) # of all that follows here
 foreach(header ${orv_headers})
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
-  file(STRINGS ${header} mentions REGEX "docs/.*[.]md")
-  string(REGEX MATCHALL "docs/[a-z-]+[.]md" pages "${mentions}")
-  list(APPEND orv_pages ${pages})
 endforeach()
-list(REMOVE_DUPLICATES orv_pages)
-install(FILES ${orv_pages} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+# The pages, and what they link to.
+install(FILES CHANGELOG.md CONTRIBUTING.md README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(FILES
+  docs/architecture.md
+  docs/bench.json
+  docs/bench.svg
+  docs/fuzz.txt
+  docs/quality.md
+  docs/scale.json
+  docs/scale.svg
+  docs/security.md
+  docs/settings-file.md
+  docs/stress.txt
+  docs/transport.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(FILES
+  examples/activation_code.cpp
+  examples/host.c
+  examples/host_dlopen.c
+  examples/soap_client.cpp
+  examples/soap_service.cpp
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orv)
 install(EXPORT orv NAMESPACE orv:: FILE orv-config.cmake DESTINATION ${package_dir})
