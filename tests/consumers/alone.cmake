@@ -1,0 +1,5 @@
+# A project that fetched the library gets the library alone.
+get_property(targets DIRECTORY ${orv_SOURCE_DIR} PROPERTY BUILDSYSTEM_TARGETS)
+if(NOT targets STREQUAL "orv")
+  message(SEND_ERROR "the subproject has targets ${targets}")
+endif()
