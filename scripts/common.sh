@@ -10,46 +10,58 @@ usage_from_head() {
   exit 0
 }
 
-as_root() {
-  if [ "$(id -u)" -eq 0 ]; then
-    "$@"
-  elif command -v sudo >/dev/null; then
-    sudo "$@"
-  else
-    die "root is needed for: $*; run this as root, or install sudo"
+# need PACKAGE...: installs those of Debian's packages that are missing. Where that cannot be done, one line
+# says what is missing and, as far as it can be known, the command that installs it.
+need() {
+  local package name install missing=()
+  if ! command -v apt-get >/dev/null; then
+    for package; do
+      there "$package" || missing+=("$name")
+    done
+    [ ${#missing[@]} -eq 0 ] || die_without "${missing[@]}"
+    return 0
   fi
+  for package; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  install="apt-get install -y --no-install-recommends ${missing[*]}"
+  local sudo=sudo
+  if [ "$(id -u)" -eq 0 ]; then
+    sudo=
+  elif ! command -v sudo >/dev/null; then
+    die "packages are missing; run as root: apt-get update && $install"
+  fi
+  say "Installing ${missing[*]}"
+  $sudo apt-get update -qq || echo "could not refresh the package lists; trying with the old ones"
+  $sudo env DEBIAN_FRONTEND=noninteractive $install -qq >/dev/null || die "this failed: $install"
 }
 
-# need PACKAGE...: installs those of Debian's packages that are missing. Elsewhere the tools must be
-# there, and what is missing is named.
-need() {
-  local package missing=()
-  if command -v apt-get >/dev/null; then
-    for package in "$@"; do
-      dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
-        missing+=("$package")
-    done
-    [ ${#missing[@]} -eq 0 ] && return
-    say "Installing ${missing[*]}"
-    as_root apt-get update -qq || echo "could not refresh the package lists; trying with the old ones"
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-      "${missing[@]}" >/dev/null || die "could not install: ${missing[*]}"
-  elif [ "$(uname)" = Darwin ]; then
-    command -v c++ >/dev/null || die "no compiler: run xcode-select --install"
-    for package in "$@"; do
-      case $package in
-      cmake) command -v cmake ;;
-      ninja-build) package=ninja && command -v ninja ;;
-      libgtest-dev) package=googletest && brew ls --versions googletest ;;
-      libgmp-dev) package=gmp && brew ls --versions gmp ;;
-      libssl-dev) package=openssl && brew ls --versions openssl ;;
-      esac >/dev/null 2>&1 || die "$package is missing: run brew install $package"
-    done
+# there PACKAGE: whether a system other than Debian has what is used of PACKAGE; `name` says what that is.
+there() {
+  case $1 in
+  g++) name=c++ ;;
+  ninja-build) name=ninja ;;
+  libgmp-dev) name=gmpxx.h ;;
+  libgtest-dev) name=gtest/gtest.h ;;
+  libssl-dev) name=openssl/evp.h ;;
+  lib*) return 0 ;; # CMake will look for it
+  *) name=$1 ;;
+  esac
+  case $name in
+  *.h) c++ -E -x c++ -include "$name" /dev/null ;;
+  *) command -v "$name" ;;
+  esac >/dev/null 2>&1
+}
+
+die_without() {
+  if [ "$(uname -s)" != Darwin ]; then
+    die "missing: $*; install them with your system's package manager"
+  elif ! xcode-select -p >/dev/null 2>&1; then
+    die "there is no compiler; run: xcode-select --install"
   else
-    for package in cmake ninja c++; do
-      command -v $package >/dev/null ||
-        die "$package is missing: install it with your system's package manager"
-    done
+    die "tools are missing; run: brew install $*"
   fi
 }
 
