@@ -65,6 +65,26 @@ die_without() {
   fi
 }
 
+# start_clock SECONDS, stop_clock: what runs between them takes about so long, and one sees how far it is: each
+# second on a terminal, each half minute elsewhere.
+start_clock() {
+  local total=$1 gone=0
+  while sleep 1 && kill -0 $$ 2>/dev/null; do # until this command ends, however it does
+    gone=$((gone + 1))
+    if [ -t 2 ]; then
+      printf '%d of about %d s \r' $gone "$total"
+    elif [ $((gone % 30)) -eq 0 ]; then
+      echo "$gone of about $total s"
+    fi
+  done >&2 &
+  clock=$!
+}
+stop_clock() {
+  kill $clock
+  wait $clock 2>/dev/null || true
+  [ ! -t 2 ] || printf '%40s\r' '' >&2
+}
+
 # Prints a command, then runs it.
 run() {
   printf '%s$ %s%s\n' "$faint" "$*" "$plain"
