@@ -68,11 +68,11 @@ enum {
                                */
 };
 
-/* Makes the library object, in place of one that is open, which is closed, and opens the store on
- * the settings file at `path`, and starts the worker that takes over changes made by other
- * processes. A relative path is one from the present working directory, wherever that goes. `key`
- * is the first 32 bytes there; nothing behind them is read, not even a NUL. Returns one of the
- * constants above.
+/* Makes the library object, in place of one that is open, which is closed (call ORV_close yourself
+ * to learn what becomes of its values), and opens the store on the settings file at `path`, and
+ * starts the worker that takes over changes made by other processes. A relative path is one from
+ * the present working directory, wherever that goes. `key` is the first 32 bytes there; nothing
+ * behind them is read, not even a NUL. Returns one of the constants above.
  *
  * The file is made with the permissions that the umask leaves of 0666, and keeps those it has. A
  * host that wants it private puts it into a folder of mode 0700, or sets its umask to 077 around
@@ -81,7 +81,8 @@ ORV_API int ORV_open(const char* path, const char* key);
 
 /* What has become of the values. */
 enum {
-    ORV_SAVE_FAILED = 0,  /* what was set since the last save is not in the file; errno tells why */
+    ORV_SAVE_FAILED = 0,  /* what was set since the last save is not in the file; errno tells why,
+                             or is 0 */
     ORV_SAVE_OK = 1,      /* all is in the file, or nothing was unsaved, or nothing is open */
     ORV_SAVE_REPLACED = 2 /* all that is there now is in the file; but since the last save another
                              process's save has replaced values that were set here */
@@ -147,7 +148,7 @@ ORV_API int ORVSC_SetText(const char* section, const char* key, const char* text
 ORV_API int ORVSC_GetText(const char* section, const char* key, char* buf, int size,
                           const char* def);
 /* Takes out all settings of that name, with everything below them; with a null `key` the section.
- * Returns 1 if there was one; else 0, and without any name, and for "~ORV". */
+ * Returns 1 if there was one, else 0; also 0 without any name, and for "~ORV". */
 ORV_API int ORVSC_Remove(const char* section, const char* key);
 /* Copies the names right below a section, each once, in their order, with an LF behind each, to
  * `buf`; a null or empty section is the top of the document. Room and result are those of

@@ -192,10 +192,11 @@ bool a_connection_cut_off_hides_no_reason(host&) {
 }
 
 bool a_negative_length_collects_nothing(host&) {
-    scripted_server server({[](peer& client) {
+    const std::string bytes(1 << 20, 'x');
+    scripted_server server({[&](peer& client) {
         client.read_request();
         client.send("HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n");
-        while (client.send(std::string(1 << 20, 'x'))) {
+        while (client.send(bytes)) {
         }
     }});
     xml::root header, body("a"), reply_header, reply;

@@ -68,7 +68,7 @@ Options:
   -e, --key-env=NAME    take the key text from the environment variable NAME;
                         ORV_SETTINGS_KEY if neither option is given
   -t, --text            escape the text that is set; decode those that are shown
-  -c, --create          with set: make the file if there is none
+  -c, --create          with set: make the file if there is none, or an empty one
   -h, --help            print this text
   -V, --version         print the version
 
@@ -219,27 +219,33 @@ std::string path_of(const std::string& section, const std::string& key) {
     return path;
 }
 
-// The settings at and below an element: the elements that have no others in them. A host nests a
-// few levels; of a file that was made to have very many, the paths alone would be gigabytes.
-void gather(xml::item& element, const std::string& path, std::vector<setting>& found,
-            unsigned long depth = 0) {
-    constexpr unsigned long most_levels = 1000, most_bytes = 256 << 20;
-    static unsigned long bytes = 0;
-    bytes += path.size();
-    if (depth > most_levels || bytes > most_bytes)
-        fail(not_whole, "the settings are nested too deep to be shown; no host made this file");
-    element.is_set(""); // content is parsed when somebody looks for a child
-    const std::string text = element.value ? element.value : "";
-    if (element.children.count == 0 && path != ORV::sconfig::marker &&
-        !(path.empty() && text.empty()))
-        found.emplace_back(path, text);
-    for (unsigned long i = 0; i < element.children.count; ++i) {
-        xml::item& child = element.children.items[i];
-        const std::string name(child.name, child.nameLength());
-        gather(child, path.empty() ? name : std::string(path).append("/").append(name), found,
-               depth + 1);
+// Collects the settings at and below an element: the elements that have no others in them. A host
+// nests a few levels; of a file that was made to have very many, the paths alone would be
+// gigabytes.
+class gathering {
+public:
+    std::vector<setting> found;
+
+    void add(xml::item& element, const std::string& path = "", unsigned long depth = 0) {
+        constexpr unsigned long most_levels = 1000, most_bytes = 256 << 20;
+        bytes_ += path.size();
+        if (depth > most_levels || bytes_ > most_bytes)
+            fail(not_whole, "the settings are nested too deep to be shown; no host made this file");
+        element.is_set(""); // content is parsed when somebody looks for a child
+        const std::string text = element.value ? element.value : "";
+        if (element.children.count == 0 && path != ORV::sconfig::marker &&
+            !(path.empty() && text.empty()))
+            found.emplace_back(path, text);
+        for (unsigned long i = 0; i < element.children.count; ++i) {
+            xml::item& child = element.children.items[i];
+            const std::string name(child.name, child.nameLength());
+            add(child, path.empty() ? name : std::string(path).append("/").append(name), depth + 1);
+        }
     }
-}
+
+private:
+    unsigned long bytes_ = 0; // of all paths
+};
 
 std::string without_capitals(std::string text) {
     for (char& c : text)
@@ -254,14 +260,15 @@ std::vector<setting> read_back(const xml::root& document) {
     document.saveF(text, 0);
     xml::root copy;
     copy.load(text.c_str(), text.length());
-    std::vector<setting> found;
-    gather(copy, "", found);
+    gathering all;
+    all.add(copy);
+    std::vector<setting>& found = all.found;
     if (!copy.is_set(ORV::sconfig::marker)) // a text that swallows it makes the file count as cut
         found.emplace_back(ORV::sconfig::marker, "missing");
     for (setting& one : found)
         one.first = without_capitals(one.first);
     std::sort(found.begin(), found.end());
-    return found;
+    return std::move(found);
 }
 
 bool is_below(const std::string& path, const std::string& other) {
@@ -286,7 +293,8 @@ void check(const xml::root& document, std::vector<setting> expected, const setti
     }
     fail(not_saved, "nothing is changed, for \"" + tools::on_one_line(changed.first.c_str()) +
                         "\" or another setting would not read back as it is: markup in a text, and "
-                        "white space at its ends, do not last; --text sets any text");
+                        "white space at its ends, do not last (set --text sets any text), nor do "
+                        "two sections of one name");
 }
 
 // Keeps the others of our kind from the files in a folder while it lives, so that of two changes at
@@ -300,8 +308,12 @@ public:
         const auto slash = path.rfind('/');
         const std::string folder = slash == path.npos ? "." : path.substr(0, slash + 1);
         folder_ = open(folder.c_str(), O_RDONLY | O_CLOEXEC);
+        if (folder_ == -1 && errno == EACCES)
+            tools::warn("warning: " + folder +
+                        " cannot be locked, for it may not be listed: of two "
+                        "changes at the same moment one may be lost");
         if (folder_ == -1)
-            return; // what is wrong is told when the file is opened
+            return; // what else is wrong is told when the file is opened
         constexpr int tries = 6000;
         for (int i = 0; flock(folder_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; ++i) {
             if (i == tries)
@@ -331,9 +343,10 @@ void save(ORV::sconfig& settings, const std::string& path, bool is_new) {
         return;
     const std::string why = std::string("cannot write ") + path + ": " +
                             (errno ? std::strerror(errno) : "it was not let in for a second");
-    if (is_new)
+    struct stat left;
+    if (is_new && lstat(path.c_str(), &left) == 0 && S_ISREG(left.st_mode) && left.st_size == 0)
         std::remove(path.c_str());
-    else if (tools::read_file(path, not_saved) != before)
+    if (!is_new && tools::read_file(path, not_saved) != before)
         fail(not_saved, why + "; its content could not be put back");
     fail(not_saved, why);
 }
@@ -431,10 +444,10 @@ int remove(const command_line& given) {
 int list(const command_line& given) {
     ORV::sconfig settings;
     const int status = load_to_show(settings, given);
-    std::vector<setting> found;
-    gather(settings.doc, "", found);
+    gathering all;
+    all.add(settings.doc);
     std::string lines;
-    for (const setting& one : found)
+    for (const setting& one : all.found)
         lines += tools::on_one_line(one.first.c_str()) + " = " +
                  tools::on_one_line(shown(one.second, given).c_str()) + "\n";
     tools::print(lines);
@@ -442,6 +455,8 @@ int list(const command_line& given) {
 }
 
 int dump(const command_line& given) {
+    if (given.text)
+        fail(tools::usage_error, "\"dump\" prints what is in the file; --text goes with \"list\"");
     ORV::sconfig settings;
     const int status = load_to_show(settings, given);
     str_t text;

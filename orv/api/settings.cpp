@@ -6,6 +6,7 @@
 #include <orv/store/answer.hpp>
 #include <orv/store/kernel.hpp>
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -24,12 +25,14 @@ pid_t opener; // the process that made the library object; 0 without one
 // A child made by fork has no worker to wait for, and the file is its parent's to save.
 bool is_of_parent() { return opener != 0 && opener != getpid(); }
 
-// What `call` gives; 0 if memory runs out.
+// What `call` gives; if memory runs out, 0, and an empty text in `buf`.
 template <class Call>
-int without_exceptions(Call call) {
+int without_exceptions(Call call, char* buf = nullptr, int size = 0) {
     try {
         return call();
     } catch (const std::bad_alloc&) {
+        ORV::answer(nullptr, buf, size);
+        errno = ENOMEM;
         return 0;
     }
 }
@@ -51,18 +54,22 @@ int ORV_open(const char* path, const char* key) {
 }
 
 int ORV_close() {
+    errno = 0;
     if (is_of_parent())
         return ORV_SAVE_FAILED;
     if (!g_Kernel)
         return ORV_SAVE_OK;
     const int saved = g_Kernel->close(); // passes an exception on, with the values as they were
+    const int reason = errno;
     delete g_Kernel;
     g_Kernel = nullptr;
     opener = 0;
+    errno = reason;
     return saved;
 }
 
 int ORV_save() {
+    errno = 0;
     if (is_of_parent())
         return ORV_SAVE_FAILED;
     return without_exceptions([] { return g_Kernel ? g_Kernel->save() : ORV_SAVE_OK; });
@@ -102,10 +109,12 @@ int ORVSC_SetText(const char* section, const char* key, const char* text) {
 }
 
 int ORVSC_GetText(const char* section, const char* key, char* buf, int size, const char* def) {
-    return without_exceptions([&] {
-        return g_Kernel ? g_Kernel->getText(section, key, buf, size, def)
-                        : ORV::answer(def, buf, size);
-    });
+    return without_exceptions(
+        [&] {
+            return g_Kernel ? g_Kernel->getText(section, key, buf, size, def)
+                            : ORV::answer(def, buf, size);
+        },
+        buf, size);
 }
 
 int ORVSC_Remove(const char* section, const char* key) {

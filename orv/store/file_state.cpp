@@ -32,9 +32,21 @@ bool differ(const timespec& a, const timespec& b) {
     return a.tv_sec != b.tv_sec || a.tv_nsec != b.tv_nsec;
 }
 
-std::string folder_of(const std::string& path) {
-    const auto slash = path.rfind('/');
-    return slash == path.npos ? "./" : path.substr(0, slash + 1);
+// The folder in which a file of that path is or would be: of a link, that of what it leads to in
+// the end. Empty if that is nowhere.
+std::string folder_of(std::string path) {
+    constexpr int most_links = 40; // as many as the system follows
+    for (int links = 0; links < most_links; ++links) {
+        const auto slash = path.rfind('/');
+        const std::string folder = slash == path.npos ? "./" : path.substr(0, slash + 1);
+        char target[PATH_MAX];
+        const ssize_t length = readlink(path.c_str(), target, sizeof target);
+        if (length < 0)
+            return folder;
+        const std::string leads_to(target, static_cast<unsigned long>(length));
+        path = leads_to[0] == '/' ? leads_to : folder + leads_to;
+    }
+    return "";
 }
 
 } // namespace
@@ -57,24 +69,17 @@ bool differs_in_content(const file_state& a, const file_state& b) {
     return differ(a.modified, b.modified) || a.size != b.size || a.number != b.number;
 }
 
+bool is_same_file(const file_state& a, const file_state& b) {
+    return a.number == b.number && a.device == b.device;
+}
+
 bool differs(const file_state& a, const file_state& b) {
     return differs_in_content(a, b) || differ(a.status_changed, b.status_changed) ||
-           a.device != b.device;
+           !is_same_file(a, b);
 }
 
 bool can_be_made(const char* path) {
-    constexpr int most_links = 40; // as many as the system follows
-    std::string at = path;
-    for (int links = 0; links < most_links; ++links) {
-        const std::string folder = folder_of(at);
-        char target[PATH_MAX];
-        const ssize_t length = readlink(at.c_str(), target, sizeof target);
-        if (length < 0)
-            return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
-        const std::string leads_to(target, static_cast<unsigned long>(length));
-        at = leads_to[0] == '/' ? leads_to : folder + leads_to;
-    }
-    return false;
+    return faccessat(AT_FDCWD, folder_of(path).c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 int lacking_room(const char* path, unsigned long bytes) {
@@ -86,7 +91,8 @@ int lacking_room(const char* path, unsigned long bytes) {
     if (getrlimit(RLIMIT_FSIZE, &most) == 0 && bytes > most.rlim_cur)
         return EFBIG;
     struct statvfs system;
-    if (statvfs(is_there ? path : folder_of(path).c_str(), &system) != 0 || system.f_blocks == 0)
+    if (statvfs(is_there ? path : folder_of(path).c_str(), &system) != 0 || system.f_blocks == 0 ||
+        system.f_frsize == 0)
         return 0;
     const unsigned long block = system.f_frsize;
     const unsigned long free = geteuid() == 0 ? system.f_bfree : system.f_bavail;

@@ -25,16 +25,18 @@ file_state state_of(int descriptor);
 
 // Whether the content may be another one: its time, its size or its file is.
 bool differs_in_content(const file_state& a, const file_state& b);
+// Whether it is the same file, whatever is in it.
+bool is_same_file(const file_state& a, const file_state& b);
 // Whether anything about it is another.
 bool differs(const file_state& a, const file_state& b);
 
 // Whether a file of that path, at which there is none, can be made: its folder is there and can be
-// written. Of a link that leads to no file, this is the folder of what it leads to.
+// written. Of a link this is the folder of what it leads to.
 bool can_be_made(const char* path);
 
 // Whether there is room for a file of that many bytes at that path, in place of what is there, on
 // the file system and within the limit of the process; 0 if there is, or nobody tells, else the
-// `errno` of what lacks.
+// `errno` of what is lacking.
 int lacking_room(const char* path, unsigned long bytes);
 
 } // namespace ORV

@@ -34,15 +34,16 @@ public:
     // that goes. No byte behind the 32 of the key is read; what a shorter text lacks counts as
     // zeros. False if the file did not load as a whole document of ours; the store is open all the
     // same, with what could be read of it, and the next save replaces the file.
-    // Returns at once unless another process saves the file just then: then it waits up to a tenth
-    // of a second for the lock, and a fifth for what is to come into an empty file.
+    // Returns at once, unless another process has locked the file, which is waited for up to a
+    // tenth of a second, or the file is empty: then it looks for a fifth whether something comes.
     bool open(const char* path, const char* key);
-    // Stops the worker, without waiting a pause of it out, and saves what is unsaved, trying for
-    // 10000 ticks to open the file. `save_ok` if nothing is open.
+    // Saves what is unsaved, trying for 10000 ticks to open the file, and stops the worker, without
+    // waiting a pause of it out. Without an open file nothing can be saved: `save_failed` if a
+    // value was set, else `save_ok`.
     int close();
-    // Saves what is unsaved, trying for a second to open the file. `save_replaced` is told to every
-    // thread that has set a value since its last save, and at least once. `save_ok` if nothing is
-    // open.
+    // Saves what is unsaved, trying for a second to open the file. `save_replaced` is told at least
+    // once, and to every thread that has set a value since it has saved (in the last store in which
+    // it did, if it uses several). After `save_failed`, `errno` tells why, or is 0.
     int save();
     // Whether the last `open` found no file where one can be made.
     bool wasAbsent() const;

@@ -46,12 +46,14 @@ bool sconfig::writeV(long timeout) {
         return false;
     }
     const runtime::deadline limit(timeout);
-    const auto render = [this] {
+    settings_file to(file, cipherKey);
+    bin_t bytes;
+    if (!limit.passed()) { // else they would be for nothing
         str_t text;
         doc.saveF(text, 0);
-        return text;
-    };
-    const file_written written = settings_file(file, cipherKey).write(limit, render);
+        bytes = to.encipher(text);
+    }
+    const file_written written = to.write(limit, bytes);
     if (!written.is_whole)
         errno = written.reason;
     return written.is_whole;

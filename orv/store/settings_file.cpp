@@ -23,6 +23,7 @@
 #include <string_view>
 #include <sys/file.h>
 #include <unistd.h>
+#include <utility>
 
 namespace ORV {
 
@@ -66,19 +67,19 @@ int open_file(const char* path, int mode) {
     return runtime::behind_standard(open(path, mode | O_CLOEXEC | O_NONBLOCK, 0666));
 }
 
+// Gives a file to `owner`, or closes it; false, too, for a descriptor of -1.
+bool give(int descriptor, const char* mode, xfile& owner) {
+    owner.handle = descriptor < 0 ? nullptr : fdopen(descriptor, mode);
+    if (!owner.handle && descriptor >= 0)
+        close(descriptor);
+    return owner.handle != nullptr;
+}
+
 // Opens an ordinary file as `fopen` with "rb" does. Anything else is left alone: opening a pipe
 // waits for its writer. What may take the file's place after the look at it is not waited for.
 bool open_to_read(xfile& in, const char* path) {
-    if (!state_of(path).is_ordinary)
-        return false;
-    const int descriptor = open_file(path, O_RDONLY);
-    if (descriptor < 0)
-        return false;
-    if (state_of(descriptor).is_ordinary)
-        in.handle = fdopen(descriptor, "rb");
-    if (!in.handle)
-        close(descriptor);
-    return in.handle != nullptr;
+    return state_of(path).is_ordinary && give(open_file(path, O_RDONLY), "rb", in) &&
+           state_of(fileno(in.handle)).is_ordinary;
 }
 
 // Reads on to the end of the file, or till there are `most` bytes.
@@ -105,9 +106,10 @@ bool write_all(std::FILE* to, const bin_t& bytes) {
 }
 
 // Makes the file empty, and goes to its beginning. A pipe or a device has nothing to be cut.
-void cut(std::FILE* file) {
-    [[maybe_unused]] const int failed = ftruncate(fileno(file), 0);
+bool cut(std::FILE* file) {
+    const bool is_cut = ftruncate(fileno(file), 0) == 0 || !state_of(fileno(file)).is_ordinary;
     std::rewind(file);
+    return is_cut;
 }
 
 unsigned long hash_of(const bin_t& bytes) {
@@ -116,12 +118,6 @@ unsigned long hash_of(const bin_t& bytes) {
 
 bin_t decipher(const bin_t& bytes, unsigned char* key) {
     return aes::decrypt(bytes, key, key_bits);
-}
-
-bin_t encipher(const str_t& text, unsigned char* key) {
-    bin_t plain(magic, sizeof magic);
-    plain.append(text.c_str(), text.length());
-    return aes::encrypt(plain, key, key_bits);
 }
 
 // Mostly the first block tells.
@@ -148,30 +144,39 @@ bool read_settings(std::FILE* from, unsigned char* key, bin_t& bytes) {
 struct opened_file {
     xfile out;
     file_state before;
-    bin_t old; // what it held, if that was a settings file; it has been cut
+    bin_t old; // the settings that it held before it was cut, if any
 };
 
+// Keeps the settings that the file holds now, if it holds any. False if that cannot be found out.
+bool keep_settings(opened_file& of, unsigned char* key) {
+    const int descriptor = fileno(of.out.handle);
+    xfile in;
+    if (!give(fcntl(descriptor, F_DUPFD_CLOEXEC, descriptor), "rb", in))
+        return false;
+    std::rewind(in.handle);
+    bin_t bytes;
+    if (read_settings(in.handle, key, bytes))
+        of.old = std::move(bytes);
+    return true;
+}
+
 // Opens the file as `fopen` with "w+b" does, which cuts it, but keeps what it held.
-void try_to_open(opened_file& opened, const char* path, unsigned char* key) {
-    const int descriptor = open_file(path, O_RDWR | O_CREAT);
-    if (descriptor < 0)
-        return;
-    std::FILE* const out = fdopen(descriptor, "w+b");
-    if (!out) {
-        close(descriptor);
-        return;
-    }
-    opened.out.handle = out;
+bool try_to_open(opened_file& opened, const char* path, unsigned char* key) {
+    xfile& out = opened.out;
+    if (!give(open_file(path, O_RDWR | O_CREAT), "w+b", out))
+        return false;
     // Unbuffered, so that what is counted as written has left the process, and in one piece as a
     // rule.
-    std::setvbuf(out, nullptr, _IONBF, 0);
-    opened.before = state_of(descriptor);
-    xfile in;
-    if (opened.before.size != 0)
-        in.handle = fdopen(fcntl(descriptor, F_DUPFD_CLOEXEC, descriptor), "rb");
-    if (in.handle && !read_settings(in.handle, key, opened.old))
-        opened.old.clear();
-    cut(out);
+    std::setvbuf(out.handle, nullptr, _IONBF, 0);
+    bool is_cut;
+    {
+        const file_lock lock(fileno(out.handle), LOCK_EX);
+        opened.before = state_of(fileno(out.handle));
+        is_cut = (opened.before.size == 0 || keep_settings(opened, key)) && cut(out.handle);
+    }
+    if (!is_cut)
+        out.close();
+    return is_cut;
 }
 
 enum class opening { done, no_room, too_late };
@@ -183,25 +188,26 @@ opening open_to_write(opened_file& opened, const char* path, unsigned char* key,
                       const runtime::deadline& limit, int& reason) {
     while (!limit.passed()) {
         const int lacking = lacking_room(path, size);
-        if (lacking == 0)
-            try_to_open(opened, path, key);
+        const bool is_open = lacking == 0 && try_to_open(opened, path, key);
         reason = lacking != 0 ? lacking : errno;
         runtime::sleep(open_pause);
         ORV_trace4("openWrite again");
         if (lacking != 0)
             return opening::no_room;
-        if (opened.out.handle)
+        if (is_open)
             return opening::done;
     }
     return opening::too_late;
 }
 
 // Puts the bytes into the file; if they do not go in whole, what it held. False then, and `reason`
-// is the `errno` of that.
-bool replace_content(const opened_file& opened, const bin_t& bytes, int& reason) {
+// is the `errno` of that. Another process may have saved since the file was opened: what it has
+// written is what is put back then.
+bool replace_content(opened_file& opened, const bin_t& bytes, unsigned char* key, int& reason) {
     std::FILE* const out = opened.out.handle;
-    cut(out); // of what may have been written there meanwhile
-    if (write_all(out, bytes))
+    if (state_of(fileno(out)).size != 0)
+        keep_settings(opened, key);
+    if (cut(out) && write_all(out, bytes))
         return true;
     reason = errno;
     cut(out);
@@ -247,12 +253,14 @@ file_content settings_file::read() {
     return found;
 }
 
-file_written settings_file::write(const runtime::deadline& limit,
-                                  const std::function<str_t()>& render) {
+bin_t settings_file::encipher(const str_t& text) {
+    bin_t plain(magic, sizeof magic);
+    plain.append(text.c_str(), text.length());
+    return aes::encrypt(plain, key_, key_bits);
+}
+
+file_written settings_file::write(const runtime::deadline& limit, const bin_t& bytes) {
     ORV_trace4("openWrite %s", path_);
-    // Before the file is opened, and so cut, for it is not to be left so if memory runs out; with
-    // no time left, for nothing.
-    const bin_t bytes = limit.passed() ? bin_t() : encipher(render(), key_);
     file_written done;
     done.hash = hash_of(bytes);
     opened_file opened;
@@ -262,13 +270,16 @@ file_written settings_file::write(const runtime::deadline& limit,
     if (way == opening::done) {
         const file_lock lock(fileno(opened.out.handle), LOCK_EX);
         ORV_trace4("openWrite::write");
-        done.is_whole = replace_content(opened, bytes, done.reason);
+        done.is_whole = replace_content(opened, bytes, key_, done.reason);
         if (done.is_whole)
             ORV_trace4("openWrite::write OK");
         done.before = opened.before;
         done.after = state_of(fileno(opened.out.handle));
     }
-    opened.out.close();
+    if (!opened.out.close()) { // some file systems tell but now
+        done.reason = errno;
+        done.is_whole = false;
+    }
     if (!done.is_whole)
         ORV_trace4("openWrite::write error");
     return done;

@@ -7,8 +7,6 @@
 #include <orv/store/file_state.hpp>
 #include <orv/xml/root.hpp>
 
-#include <functional>
-
 namespace ORV {
 
 // What was found at the path of a settings file.
@@ -48,11 +46,13 @@ public:
     // Of a foreign file only the beginning is read, and what is no ordinary file is not even
     // opened. A lock is waited for, for a tenth of a second at most.
     file_content read();
-    // Writes the text, which `render` is asked for first, and only if there is time left. The file
-    // is opened again and again until that works or the deadline has passed, which takes a tenth of
-    // a second at least. Where there is no room for the text the file stays as it is; and if not
-    // all of it could be written, what the file held is put back, as far as it takes it.
-    file_written write(const runtime::deadline& limit, const std::function<str_t()>& render);
+    // The bytes of a file with that text.
+    bin_t encipher(const str_t& text);
+    // Writes those bytes. The file is opened again and again until that works or the deadline has
+    // passed, which takes a tenth of a second at least. Where there is no room for them the file
+    // stays as it is; and if not all of them could be written, the settings that the file held are
+    // put back, as far as it takes them.
+    file_written write(const runtime::deadline& limit, const bin_t& bytes);
 
 private:
     static constexpr unsigned long key_size = 32;

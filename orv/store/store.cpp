@@ -11,6 +11,7 @@
 #include <orv/store/kernel.hpp>
 #include <orv/store/wipe.hpp>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -29,11 +30,21 @@ constexpr std::chrono::milliseconds pass_pause(500);
 // A file is empty for a tenth of a second while it is being saved.
 constexpr std::chrono::milliseconds look_pause(20);
 constexpr int most_looks = 10;
-// For so long a file that is not ours, or not whole, may be one that is about to be.
+// For so long a file that is not ours, or not whole, may be about to be saved; and for so long two
+// saves may have the same time.
 constexpr std::chrono::seconds patience(2);
 
-// The last set that the thread has made since it has saved; 0 for none.
-thread_local unsigned long last_set = 0;
+// The first set that a thread has made since it has saved, and in which store.
+struct first_set {
+    unsigned long store; // 0 for none
+    unsigned long number;
+};
+thread_local first_set unsaved_here;
+
+unsigned long next_id() {
+    static std::atomic<unsigned long> last{0};
+    return ++last;
+}
 
 str_t absolute(const char* path) {
     str_t whole;
@@ -47,7 +58,9 @@ str_t absolute(const char* path) {
 
 } // namespace
 
-store::store(const char* path, const char* key) : path_(absolute(path)) {
+store::store() : id_(next_id()) {}
+
+store::store(const char* path, const char* key) : id_(next_id()), path_(absolute(path)) {
     constexpr unsigned long key_size = 32;
     if (key)
         config_.cipherKey.append(key, strnlen(key, key_size));
@@ -72,13 +85,10 @@ bool store::load() {
         const file_content found = file.read();
         config_.doc.clear();
         loaded = found.load(config_.doc);
-        if (loaded) {
-            known_ = found.state;
-            known_hash_ = found.hash;
-            config_.fileTime = known_.modified.tv_sec;
-        } else if (found.is_read) {
+        if (loaded)
+            know(found.state, found.hash);
+        else if (found.is_read)
             refuse(found.state);
-        }
         const bool was_empty = found.is_read && found.is_empty;
         if (!was_empty && !state_of(path_.c_str()).is_empty())
             break; // nothing is about to come
@@ -90,9 +100,9 @@ bool store::load() {
 }
 
 int store::close() {
+    const int saved = save(close_budget); // first, for it may throw, and the store is open then
     pause_.interrupt();
     stop();
-    const int saved = save(close_budget);
     const std::lock_guard<critical> turn(turn_);
     const locked_settings held(*this);
     config_.file = nullptr;
@@ -109,20 +119,33 @@ int store::save(long budget) {
         const locked_settings held(*this);
         is_saved = saved_ == sets_;
     }
-    if (!is_saved && !config_.file.empty()) {
+    return result(is_saved || (!config_.file.empty() && write(budget)));
+}
+
+// Writes the document; once more if by then another file has taken the place of the one that was
+// written.
+bool store::write(long budget) {
+    settings_file file(config_.file, config_.cipherKey);
+    for (int tries = 0; tries < 2; ++tries) {
         unsigned long included = 0;
-        const file_written written =
-            settings_file(config_.file, config_.cipherKey).write(runtime::deadline(budget), [&] {
-                return render(included);
-            });
-        note(written);
-        is_saved = written.is_whole;
-        if (is_saved)
+        const bin_t bytes = file.encipher(render(included));
+        const file_written written = file.write(runtime::deadline(budget), bytes);
+        // What we have done to the file ourselves is no change of others, also where a save has
+        // failed and put back what was there.
+        if (written.is_whole)
+            know(written.after, written.hash);
+        else if (!differs_in_content(written.before, known_))
+            know(written.after, known_hash_);
+        errno = written.reason;
+        if (!written.is_whole)
+            return false;
+        if (is_same_file(written.after, state_of(path_.c_str()))) {
             saved_ = included;
-        else
-            errno = written.reason;
+            return true;
+        }
     }
-    return result(is_saved);
+    errno = ESTALE;
+    return false;
 }
 
 // The text of the document with the owner's marker in it; `included` is the last set in it.
@@ -136,15 +159,12 @@ str_t store::render(unsigned long& included) {
     return text;
 }
 
-// What we have done to the file ourselves is no change of others, also where a save has failed and
-// put back what was there.
-void store::note(const file_written& written) {
-    if (written.is_whole)
-        known_hash_ = written.hash;
-    else if (differs_in_content(written.before, known_))
-        return;
-    known_ = written.after;
-    config_.fileTime = known_.modified.tv_sec;
+void store::know(const file_state& state, unsigned long hash) {
+    known_ = state;
+    known_hash_ = hash;
+    known_at_ = steady_clock::now();
+    is_settled_ = false;
+    config_.fileTime = state.modified.tv_sec;
 }
 
 // Everybody who has set a value that was replaced since is told, and somebody in any case.
@@ -152,10 +172,11 @@ int store::result(bool is_saved) {
     if (!is_saved)
         return kernel::save_failed;
     const locked_settings held(*this);
-    const bool is_told_now = replaced_ != told_ || (last_set != 0 && last_set <= replaced_);
+    const bool is_ours = unsaved_here.store == id_ && unsaved_here.number <= replaced_;
+    const bool is_told = is_ours || replaced_ != told_;
     told_ = replaced_;
-    last_set = 0;
-    return is_told_now ? kernel::save_replaced : kernel::save_ok;
+    unsaved_here = {};
+    return is_told ? kernel::save_replaced : kernel::save_ok;
 }
 
 int store::reloads() {
@@ -173,7 +194,7 @@ int store::onRunStep(int) {
 bool store::reload_if_changed() {
     const std::lock_guard<critical> turn(turn_);
     const file_state now = state_of(path_.c_str());
-    if (now.modified.tv_sec < 1 || !differs_in_content(now, known_) || is_given_up(now))
+    if (now.modified.tv_sec < 1 || !may_have_changed(now))
         return false;
     try {
         const file_content found = settings_file(path_, config_.cipherKey).read();
@@ -182,6 +203,7 @@ bool store::reload_if_changed() {
         // In the same second only other bytes are a change: some servers round times.
         if (found.state.modified.tv_sec == config_.fileTime && found.hash == known_hash_) {
             known_ = found.state;
+            is_settled_ = true;
             return false;
         }
         xml::root fresh;
@@ -190,13 +212,22 @@ bool store::reload_if_changed() {
             return false;
         }
         replace_document(fresh);
-        known_ = found.state;
-        known_hash_ = found.hash;
-        config_.fileTime = known_.modified.tv_sec;
+        know(found.state, found.hash);
     } catch (const std::bad_alloc&) {
         return false; // to be tried again: the worker has nobody to pass the exception to
     }
     return true;
+}
+
+// Whether the file is to be read. One that was refused is read again for a while, as it may be
+// about to be saved, and then only if anything about it has changed. One that is known is read once
+// more after a while even if nothing about it has: where file times are coarse, another process may
+// have saved as many bytes at the same time.
+bool store::may_have_changed(const file_state& state) {
+    const auto now = steady_clock::now();
+    if (!differs(state, refused_))
+        return now - refused_at_ <= patience;
+    return differs_in_content(state, known_) || (!is_settled_ && now - known_at_ > patience);
 }
 
 // The old document goes with `by`, when nobody waits any more.
@@ -210,12 +241,6 @@ void store::replace_document(xml::root& by) {
     ++reloads_;
 }
 
-// A file that could be read and was refused is read again for a while, as it may be about to be
-// saved, and then only if anything about it has changed.
-bool store::is_given_up(const file_state& state) const {
-    return !differs(state, refused_) && steady_clock::now() - refused_at_ > patience;
-}
-
 void store::refuse(const file_state& state) {
     if (!differs(state, refused_))
         return;
@@ -224,10 +249,13 @@ void store::refuse(const file_state& state) {
 }
 
 settings_change::~settings_change() {
-    if (config.changed)
-        last_set = ++of_.sets_;
-    else
+    if (!config.changed) {
         config.changed = was_changed_;
+        return;
+    }
+    ++of_.sets_;
+    if (unsaved_here.store != of_.id_)
+        unsaved_here = {of_.id_, of_.sets_};
 }
 
 } // namespace ORV

@@ -22,7 +22,7 @@ namespace ORV {
 class store : public thread {
 public:
     // Without a file.
-    store() = default;
+    store();
     // For the file at `path`. Of `key` 32 bytes are read, or those in front of its NUL.
     store(const char* path, const char* key);
     ~store() override;
@@ -42,15 +42,17 @@ private:
     friend class settings_change;
 
     bool load();
+    bool write(long budget);
     str_t render(unsigned long& included);
-    void note(const file_written& written);
+    void know(const file_state& state, unsigned long hash);
     int result(bool is_saved);
     int onRunStep(int step) override;
     bool reload_if_changed();
     void replace_document(xml::root& by);
-    bool is_given_up(const file_state& state) const;
+    bool may_have_changed(const file_state& state);
     void refuse(const file_state& state);
 
+    const unsigned long id_; // another one for each store of the process
     const str_t path_;
     runtime::pause pause_;
     bool was_absent_ = false;
@@ -58,6 +60,8 @@ private:
     critical turn_;
     file_state known_; // the file as we have read or written it last
     unsigned long known_hash_ = 0;
+    std::chrono::steady_clock::time_point known_at_;
+    bool is_settled_ = true; // a change since would have changed its time
     file_state refused_; // the file as it was when it was first found not to be ours, or not whole
     std::chrono::steady_clock::time_point refused_at_;
 
@@ -66,7 +70,7 @@ private:
     unsigned long sets_ = 0;     // that have changed the document
     unsigned long saved_ = 0;    // the last of them that is in the file, or has been replaced
     unsigned long replaced_ = 0; // the last of them that another process's values have replaced
-    unsigned long told_ = 0;     // what that was when a save has last said so
+    unsigned long told_ = 0;     // what `replaced_` was when a save last said so
     int reloads_ = 0;
 };
 

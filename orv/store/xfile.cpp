@@ -25,10 +25,9 @@ bool xfile::open(const char* name, const char* mode) {
     return true;
 }
 
-void xfile::close() {
-    if (handle)
-        std::fclose(handle);
-    handle = nullptr;
+bool xfile::close() {
+    std::FILE* const closed = std::exchange(handle, nullptr);
+    return !closed || std::fclose(closed) == 0;
 }
 
 bool xfile::read(str_t& line) {

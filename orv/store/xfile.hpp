@@ -19,7 +19,8 @@ public:
 
     // Closes what is open and opens `path` with a mode of `fopen`. False if that fails.
     bool open(const char* path, const char* mode);
-    void close();
+    // False if the system tells now that something could not be written. True without an open file.
+    bool close();
     // Reads the next line into `line`, without what ended it: CR, LF, one of each in either order,
     // or NUL. False at the end of the file, or if none is open. The file is read in pieces of 255
     // bytes; where a single CR or LF is the last byte of a full piece, the line goes on with the
