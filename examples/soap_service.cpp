@@ -1,4 +1,5 @@
-// A small SOAP service on loopback, for trying out the client: it adds two numbers.
+// A small SOAP service on loopback, for trying out the client: it adds two numbers, and has a price
+// for everything.
 //
 //     orv-soap-service [PORT]
 //
@@ -8,6 +9,7 @@
 //
 //     POST /calculator with <a>2</a> and <b>3</b> in its body    200 and an envelope with the sum
 //     the same without one of the numbers                         500 and a SOAP fault
+//     POST /prices with <Item>apples</Item> in its body           200, the item and its price
 //     POST /fault                                                 500 and a SOAP fault
 //     anything else                                               404
 #include <arpa/inet.h>
@@ -52,6 +54,9 @@ std::string fault(const std::string& reason) {
 std::string answer(const std::string& request) {
     if (request.rfind("POST /fault ", 0) == 0)
         return fault("you asked for it");
+    if (request.rfind("POST /prices ", 0) == 0)
+        return reply("200 OK", "<GetPriceResponse><Item>" + text_of(request, "Item") +
+                                   "</Item><Price>1.40</Price></GetPriceResponse>");
     if (request.rfind("POST /calculator ", 0) != 0)
         return reply("404 Not Found", "");
     const std::string a = text_of(request, "a"), b = text_of(request, "b");

@@ -127,7 +127,8 @@ void damage(const std::string& path, std::mt19937& random) {
 
 int main(int argc, char** argv) {
     const long seconds = argc > 1 ? std::atol(argv[1]) : 60;
-    const unsigned long hosts = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 20;
+    const unsigned long given = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 0;
+    const unsigned long hosts = given != 0 ? given : 20;
     std::mt19937 random(1);
     shared = new (mmap(nullptr, sizeof(board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
                        -1, 0)) board{};
