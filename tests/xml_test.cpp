@@ -312,7 +312,7 @@ TEST(Item, CopiesAreDeepAndShareText) {
 
 // Whichever is looked into first, and however far the source had been when it was copied.
 TEST(Root, CopiesStandAlone) {
-    const char* const text = "<r v='<w/>'><a u='<x/>'><b><c>1</c></b></a><d>2</d></r>";
+    const char* const text = "<r v='<w>1</w>'><a u='<x>2</x>'><b><c>3</c></b></a></r>";
     for (const char* looked_for : {"", "x", "a/x", "a/b/x"}) {
         xml::root source = root_of(parsed(text)), assigned;
         source.get(looked_for, nullptr);
@@ -324,7 +324,7 @@ TEST(Root, CopiesStandAlone) {
             xml::item &v = each->attributes.items[0], &a = each->children.items[0];
             expand_all(v);
             expand_all(a.attributes.items[0]);
-            EXPECT_EQ(shown(v) + shown(a), "v(w)a{u(x)}(b(c=1))") << looked_for;
+            EXPECT_EQ(shown(v) + shown(a), "v(w=1)a{u(x=2)}(b(c=3))") << looked_for;
         }
     }
     const xml::root empty;

@@ -27,9 +27,9 @@ struct place {
     list* in;
 };
 
-// Follows two paths, the second from where the first one end_tags; either may be null. What is
-// missing is created if `created` is not null, which then tells whether the last element was. The
-// list is null if the walk ends where it began.
+// Follows two paths, the second from where the first one ends; either may be null. What is missing
+// is created if `created` is not null, which is made true then. The list is null if the walk ends
+// where it began.
 place walk(item* from, const char* section, const char* key, bool* created) {
     end_tag_finder end_tags;
     unsigned long depth = 0;
@@ -45,8 +45,6 @@ place walk(item* from, const char* section, const char* key, bool* created) {
             list& in = children_of(*here.at, end_tags, depth);
             const char* const name = path;
             const position found = find_name(in.items, in.count, name, path);
-            if (created)
-                *created = false;
             here.in = &in;
             here.at = found.found ? in.items + found.index
                       : created   ? in.get(name, *created)
