@@ -10,7 +10,8 @@ namespace buffers {
 
 struct stream_reuse {
     // Makes room for `bytes`, terminator included, in a stream that shares its block with no other.
-    // A new block has just that room, and the one that it replaces goes to the heap.
+    // A new block has just that room, or half as much again as the one that it replaces, if that is
+    // more; the old one goes to the heap.
     static void reserve(stream<0>& text, unsigned long bytes);
     // Puts bytes in the place of others, all of which are there, in such a stream.
     static void overwrite(stream<0>& text, unsigned long at, const char* bytes,

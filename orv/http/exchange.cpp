@@ -6,6 +6,7 @@
 #include <orv/http/reply.hpp>
 #include <orv/http/trace_document.hpp>
 
+#include <orv/buffers/stream_reuse.hpp>
 #include <orv/runtime/deadline.hpp>
 #include <orv/runtime/pause.hpp>
 #include <orv/runtime/trace.h>
@@ -34,7 +35,7 @@ constexpr char no_answer[] = "Can't recv data from  server %s";
 constexpr std::chrono::milliseconds pause_after_refusal(100);
 
 // What an attempt has come to.
-enum class attempt_end { status_200, other_status, no_such_host, no_socket, to_be_repeated };
+enum class attempt_end { status_200, other_status, given_up, to_be_repeated };
 
 class attempts {
 public:
@@ -66,6 +67,8 @@ int attempts::run() {
     const bool is_answered = end == attempt_end::status_200 || end == attempt_end::other_status;
     if (!is_answered && with_.error.empty())
         with_.error.addprintf("Can't send data to server %s", with_.host);
+    if (!is_answered) // what came to nothing may be much, and is not kept
+        buffers::stream_reuse::free(with_.text);
     return end == attempt_end::status_200 ? 1 : 0;
 }
 
@@ -74,7 +77,7 @@ attempt_end attempts::make() {
     ORV_trace6("Set options to connect\n");
     connection server(limit_, half_budget_);
     if (!server.is_open())
-        return attempt_end::no_socket;
+        return attempt_end::given_up;
     ORV_trace6("Try to connect\n");
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -82,7 +85,7 @@ attempt_end attempts::make() {
         with_.error.clear();
         ORV_trace6("Can't resolve server name %s", with_.host);
         with_.error.addprintf("Can't resolve server name %s", with_.host);
-        return attempt_end::no_such_host;
+        return attempt_end::given_up;
     }
     if (!connect(server, address) || !send(server))
         return attempt_end::to_be_repeated;

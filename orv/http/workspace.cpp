@@ -14,6 +14,14 @@ namespace {
 
 std::atomic<workspace*> slots[16];
 
+// Returns a workspace to the heap, with the blocks of its streams, which they would leave.
+void discard(workspace* unused) {
+    for (stream<0>* text :
+         {&unused->scheme, &unused->host, &unused->path, &unused->message, &unused->reply})
+        buffers::stream_reuse::free(*text);
+    delete unused;
+}
+
 } // namespace
 
 borrowed_workspace::borrowed_workspace() {
@@ -31,18 +39,13 @@ borrowed_workspace::~borrowed_workspace() {
         if (!held_)
             return;
     }
-    delete held_;
+    discard(held_);
 }
 
 void free_workspaces() {
     for (auto& slot : slots) {
-        workspace* const kept = slot.exchange(nullptr);
-        if (!kept)
-            continue;
-        for (stream<0>* text :
-             {&kept->scheme, &kept->host, &kept->path, &kept->message, &kept->reply})
-            buffers::stream_reuse::free(*text);
-        delete kept;
+        if (workspace* const kept = slot.exchange(nullptr))
+            discard(kept);
     }
 }
 

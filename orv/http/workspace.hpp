@@ -16,8 +16,8 @@ struct workspace {
 // streams may hold old text.
 //
 // A few workspaces are kept by the process, each in a slot of its own, which is taken and put back
-// by one atomic exchange; so any number of threads get along without a lock. Requests beyond that
-// number leave the blocks of their streams as the contract of `stream<0>` says.
+// by one atomic exchange; so any number of threads get along without a lock. What more requests
+// than that use at once goes back to the heap.
 class borrowed_workspace {
 public:
     borrowed_workspace();
@@ -25,7 +25,6 @@ public:
     borrowed_workspace& operator=(const borrowed_workspace&) = delete;
     ~borrowed_workspace();
 
-    workspace& operator*() const { return *held_; }
     workspace* operator->() const { return held_; }
 
 private:
