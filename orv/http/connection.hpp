@@ -16,8 +16,7 @@ bool resolve(const char* host, long port, sockaddr_in& address);
 // What has become of an operation: it is done, it has failed, or the deadline has cut it off.
 enum class outcome { done, failed, cut_off };
 
-// A socket, closed when the object goes. No call outlasts the deadline, which is looked at wherever
-// something waits.
+// A socket, closed when the object goes. No call waits beyond the deadline.
 class connection {
 public:
     // Makes the socket. `half_budget` is set as the time-out option of both directions.

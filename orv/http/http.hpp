@@ -15,10 +15,10 @@ namespace ORV {
 //
 // Threads: any number of calls at once, each on documents and texts of its own.
 //
-// Memory: the working texts of a call are kept for the next one, in one of 16 slots of the process:
-// the message and the reply's body, as large as the largest so far, and the parts of the URL. Of
-// more calls at once than that, each leaves what `stream<0>` leaves by contract. The number of
-// calls and of attempts makes no difference.
+// Memory: the working texts of a call are kept for the next one: the room of the message and of the
+// complete reply, each up to half as large again as the largest so far, and the parts of the URL.
+// There are as many such sets as calls have been under way at the same time, 16 at most. Nothing
+// else is kept, and the number of calls and of attempts makes no difference.
 class ORV_API http {
 public:
     http() = delete;
@@ -58,12 +58,13 @@ public:
     // means that the URL is null or empty; the reason is then the child "error" of `replyHeader`,
     // and `error` is untouched. (Every other URL counts as one of http, whatever it names.)
     //
-    // Without a "Content-Length" a reply ends with the bytes that arrive together with the end of
-    // its header, so most of it may be missing, though the result is 1. That goes for a chunked one
-    // too, of which the chunk sizes stay in the text. The reply ends nowhere if that length is
-    // negative. The path of the URL goes out as it stands, like everything in `header`.
+    // A line that begins with a space or ":" also sets the announced length, to the number behind
+    // that, or 0. Without a "Content-Length" a reply ends with the bytes that arrive together with
+    // the end of its header, so most of it may be missing, though the result is 1. That goes for a
+    // chunked one too, of which the chunk sizes stay in the text. The reply ends nowhere if that
+    // length is negative. The path of the URL goes out as it stands, like everything in `header`.
     //
-    // Blocks for the budget, a pause of 100 ms after a connection that was refused, and what the
+    // Blocks for the budget, a pause of 100 ms after a connection that failed, and what the
     // operating system takes to look up a name. A signal that comes from a server hanging up does
     // not reach the host. Errors: if memory runs out the allocator's exception passes through, and
     // the connection is closed.

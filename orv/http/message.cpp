@@ -11,7 +11,6 @@
 #include <orv/buffers/text.hpp>
 #include <orv/xml/writer.hpp>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -63,10 +62,7 @@ struct stream_sink : xml::sink {
     stream<0>& text;
     explicit stream_sink(stream<0>& to) : text(to) {}
     void append(const char* bytes, unsigned long count) override {
-        const unsigned long wanted = text.length() + count + 1;
-        if (wanted > text.capacity())
-            buffers::stream_reuse::reserve(text,
-                                           std::max(wanted, text.capacity() + text.capacity() / 2));
+        buffers::stream_reuse::reserve(text, text.length() + count + 1);
         text.add(bytes, count);
     }
 };
@@ -77,8 +73,9 @@ message::message(stream<0>& in, const stream<0>& path, const char* host, long po
                  xml::root& header, const xml::root& body)
     : text_(in) {
     add_default_lines(header);
-    // The two lines that are yet to be set come to no more than this beside the host.
-    constexpr unsigned long computed = 100;
+    // What the two lines that are yet to be set come to at most, beside the host.
+    constexpr unsigned long computed =
+        sizeof "HOST: :-9223372036854775808\r\nContent-Length: 4294967295\r\n";
     const std::string room(head_of(path, header).size() + std::strlen(host) + computed, ' ');
     text_.clear();
     stream_sink out(text_);

@@ -7,7 +7,7 @@
 namespace transport {
 
 // Composes the request line, the header lines, an empty line and the body in a stream, in place of
-// what that held. How long the head is follows from the body; so the body is rendered first, behind
+// what that held. The head depends on the length of the body; so the body is rendered first, behind
 // room for the head, and is not copied again.
 //
 //     +-------------+------+------+

@@ -83,15 +83,12 @@ void reply::take_body(const char* at, const char* end) {
     append(at, text_length(at, end));
 }
 
-// Room is made in few steps: for a line by half as much again as is needed, for a body by as much
-// as is announced, if that is to be believed.
+// Room for a body is made by as much as is announced, if that is to be believed.
 void reply::append(const char* bytes, unsigned long count) {
     const unsigned long length = text_.length() + count;
     if (length >= text_.capacity()) {
-        const unsigned long announced = static_cast<unsigned long>(content_length_);
-        const unsigned long wanted =
-            in_body_ ? std::min(announced, believed * std::max(length, chunk_size))
-                     : length + length / 2;
+        const unsigned long announced = in_body_ ? static_cast<unsigned long>(content_length_) : 0;
+        const unsigned long wanted = std::min(announced, believed * std::max(length, chunk_size));
         buffers::stream_reuse::reserve(text_, std::max(length, wanted) + 1);
     }
     text_.add(bytes, count);

@@ -21,7 +21,7 @@ public:
 
     // The status code of the status line, 0 without one.
     int code() const { return code_; }
-    // The body so far; nothing of one that is never complete.
+    // The body so far; nothing of one whose announced length is negative.
     const stream<0>& body() const { return text_; }
 
 private:

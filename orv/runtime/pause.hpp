@@ -9,7 +9,7 @@
 
 namespace runtime {
 
-// Sleeps for less than a second, and for no less than that, whatever signals the host has.
+// Sleeps for `time`, which is less than a second, and for no less, whatever signals the host has.
 inline void sleep(std::chrono::microseconds time) {
     using std::chrono::steady_clock;
     const auto end = steady_clock::now() + time;

@@ -51,6 +51,8 @@ bool is_pending_for_thread(int signal) {
                std::sscanf(line, "SigPnd: %llx", &of_thread) != 1) {
         }
         std::fclose(status);
+    } else if (file != -1) {
+        close(file);
     }
     return (of_thread >> (signal - 1) & 1) != 0;
 }

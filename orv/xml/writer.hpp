@@ -1,4 +1,4 @@
-// Writing markup to somewhere else than a text. Not installed.
+// Writing markup to something other than a text. Not installed.
 #pragma once
 
 #include <orv/xml/item.hpp>
