@@ -1,5 +1,5 @@
-// A host that looks below an element before it knows whether that is there. An optimiser that was not
-// told better takes the call for proof that it is, and drops the test behind it.
+// A host that looks below an element before it knows whether that is there. An optimiser that was
+// not told better takes the call for proof that it is, and drops the test behind it.
 #include <orv/orv.hpp>
 
 #include <cstdio>
