@@ -33,8 +33,8 @@ its attributes are put in the order of their names and in double quotes. What
 stands in front of it (a declaration, comments) and behind it is left out.
 
 A URL without a port means port 80. There is no TLS: an "https" URL is posted to
-as plain HTTP. White space and control characters in a URL are written as %20
-and the like.
+as plain HTTP. White space and control characters cannot stand in a URL: write
+%20 for a space, and so on.
 
 A reply that does not announce its length (no Content-Length, or chunked) is
 printed as far as it came at once; a warning says so if its status is 200.

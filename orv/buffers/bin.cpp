@@ -15,9 +15,7 @@ bin_t::bin_t(const bin_t& other) : block_(bin_room::share(other.block_)) {}
 bin_t::~bin_t() { bin_room::drop(block_); }
 
 bin_t& bin_t::operator=(const bin_t& other) {
-    bin_room::block* next = bin_room::share(other.block_);
-    bin_room::drop(block_);
-    block_ = next;
+    bin_room::share_instead(block_, other.block_);
     return *this;
 }
 

@@ -64,6 +64,13 @@ struct room : Traits {
         return held;
     }
 
+    // Lets `held` share another block in place of its own; the two may be the same.
+    static void share_instead(block*& held, block* other) {
+        block* const next = share(other);
+        drop(held);
+        held = next;
+    }
+
     static void drop(block*& held) {
         block* left = held;
         held = nullptr;

@@ -22,9 +22,7 @@ str_t& str_t::operator=(const char* text) {
 }
 
 str_t& str_t::operator=(const str_t& other) {
-    str_room::block* next = str_room::share(other.block_);
-    str_room::drop(block_);
-    block_ = next;
+    str_room::share_instead(block_, other.block_);
     return *this;
 }
 

@@ -13,9 +13,10 @@
 // A copy shares the block and costs one increment; the first write through either copy makes a
 // private one. An empty string that was never written has no block.
 //
-// Room: the smallest block has room for 2560 bytes; a block that must be replaced gets room for
-// half as much again as it is to hold. A block is written in place only while a byte stays free
-// behind the terminator.
+// Room: the smallest block has room for 2560 bytes; the one that takes the place of another has
+// room for half as much again as it is to hold. Only in the place of an empty block, which is
+// shared or too small, it is the smallest, or has just the room that is needed, if that is more. A
+// block is written in place only while a byte stays free behind the terminator.
 //
 // Threads: none. The reference count is a plain counter, so two strings that share a block belong
 // to one thread. Errors: none are reported; null arguments are empty text. If memory runs out the

@@ -76,9 +76,7 @@ stream<0>::stream(const stream& other) : block_(stream_room::share(other.block_)
 stream<0>::~stream() { stream_room::drop(block_); }
 
 stream<0>& stream<0>::operator=(const stream& other) {
-    block* next = stream_room::share(other.block_);
-    stream_room::drop(block_);
-    block_ = next;
+    stream_room::share_instead(block_, other.block_);
     return *this;
 }
 

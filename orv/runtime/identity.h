@@ -4,6 +4,8 @@
  * are empty where the path of the executable cannot be had, or holds a byte outside ASCII. At most
  * 254 bytes of the path count. An executable that was deleted or replaced since it was started
  * keeps the path it had.
+ *
+ * Threads: any, at once.
  */
 #ifndef ORV_RUNTIME_IDENTITY_H
 #define ORV_RUNTIME_IDENTITY_H

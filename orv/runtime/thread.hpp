@@ -31,9 +31,10 @@ public:
     // The loop: steps until one is negative or the worker is asked to stop. Returns 0.
     virtual int onRun();
 
-    // Stops a worker that there may be, and starts one.
+    // Stops the worker, if there is one, and starts another. If the system makes none, nothing
+    // tells: `isRunning` may be set all the same.
     void start();
-    // Asks the worker to stop and waits till it has; called by the worker itself it only asks.
+    // Asks the worker to stop and waits until it has; called by the worker itself it only asks.
     // Always true. Harmless without a worker.
     bool stop();
 
@@ -42,7 +43,7 @@ public:
     static void* thread_func(thread* self);
 
 protected:
-    pthread_t handle{};                 // 0 without a worker; stays set till it has been joined
+    pthread_t handle{};                 // 0 without a worker; stays set until it has been joined
     std::atomic<bool> isRunning{false}; // cleared to ask the worker to stop
 
 private:

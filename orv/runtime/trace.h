@@ -3,9 +3,13 @@
  * Three entry points tag a message with a fixed code and hand it to one sink, which is empty in
  * this library: a trace call is accepted and discarded, formats nothing and never fails, before
  * ORV_traceInit and after ORV_traceFree alike. The two texts let the host see where traces would
- * go. On Linux a program may define an ORV_traceV of its own, and receives the library's traces.
+ * go.
  *
- * Threads: trace calls may come from any. ORV_traceInit is to be called once, early, by one.
+ * On Linux a program may define an ORV_traceV of its own, which then receives the library's traces,
+ * from any thread. It is called also when the library is loaded and unloaded: before the
+ * constructors of the program's static objects have run, and after their destructors.
+ *
+ * Threads: the trace calls may be made by any. ORV_traceInit is called once, early, by one.
  */
 #ifndef ORV_RUNTIME_TRACE_H
 #define ORV_RUNTIME_TRACE_H
@@ -23,9 +27,9 @@ extern ORV_API ORV_text ORV_TracePath;     /* the log directory */
 extern ORV_API ORV_text ORV_TraceAppName;  /* the application's name */
 extern ORV_API unsigned char PF_TraceInit; /* 1 once ORV_traceInit has been called */
 
-/* Fixes where traces belong. A null `path` stands for the application's directory and "/logs", a
- * null `appName` for the application's name; both texts are cut to 255 bytes. Calling it again
- * overwrites both. */
+/* Fixes where traces belong. A null `path` stands for the application's directory and "/logs" (for
+ * "/logs" alone where the directory is not known, see identity.h), a null `appName` for the
+ * application's name; both texts are cut to 255 bytes. Calling it again overwrites both. */
 ORV_API void ORV_traceInit(const char* appName, const char* path);
 /* Does nothing; both texts and the flag stay. */
 ORV_API void ORV_traceFree(void);
