@@ -4,10 +4,10 @@
 //
 //     orv_exchange ours 2048 1048576
 //
-// Ours renders the request from a document, parses the reply and looks up an element one level below
-// the envelope. libcurl is given bytes and hands bytes over; beside pugixml it has them parsed and
-// the element looked up.
-// The process has done nothing before, so memory comes from the system as it does in a host.
+// Ours renders the request from a document, parses the reply and looks up an element one level
+// below the envelope. libcurl is given bytes and hands bytes over; beside pugixml it has them
+// parsed and the element looked up. The process has done nothing before, so memory comes from the
+// system as it does in a host.
 #include "samples.hpp"
 #include "service.hpp"
 
