@@ -4,8 +4,8 @@
 
 #include <orv/runtime/trace.h>
 
+#include "support/page.hpp"
 #include "support/scripted_server.hpp"
-#include "support/temporary_directory.hpp"
 #include "support/trace_recorder.hpp"
 
 #include <gtest/gtest.h>
@@ -14,21 +14,24 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
+#include <netdb.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/time.h>
-#include <sys/times.h>
 #include <unistd.h>
-#include <utility>
 
-// The clock of the budgets, which a script may put forward.
-std::atomic<long> hours_gone{0};
-
-extern "C" ORV_API clock_t times(tms*) noexcept {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return (now.tv_sec + 3600 * hours_gone) * 100 + now.tv_nsec / 10000000;
+// The one name server of this program knows one name, and answers at length.
+extern "C" ORV_API int gethostbyname_r(const char* name, hostent* host, char*, size_t room,
+                                       hostent** answer, int*) {
+    static char loopback[] = {127, 0, 0, 1};
+    static char* addresses[] = {loopback, nullptr};
+    if (room < 5000)
+        return ERANGE;
+    host->h_addr_list = addresses;
+    *answer = std::strcmp(name, "known.example") == 0 ? host : nullptr;
+    return 0;
 }
 
 // How many times more `poll` claims on this thread that all is ready, as systems sometimes do.
@@ -170,17 +173,13 @@ std::string posted(call& c, const std::string& path) {
     return replaced(requests[0], ":" + std::to_string(server.port()) + "\r", ":PORT\r");
 }
 
-// The example stands on the page between lines of three backquotes.
 TEST(Request, IsTheDocumentedExample) {
-    const std::string page = read_file(ORV_SOURCE_DIR "/docs/transport.md"), mark = "```request\n";
-    const auto begin = page.find(mark) + mark.size();
-    const std::string example = page.substr(begin, page.find("\n```", begin) - begin);
     call c;
     c.header["SOAPAction"]->setText("\"urn:add\"");
     c.body["soap:Body/add/a"]->setText("2");
     c.body["soap:Body/add/b"]->setText("3");
     EXPECT_EQ(replaced(posted(c, "/calculator"), "127.0.0.1:PORT", "calculator.example:8080"),
-              replaced(example, "\n", "\r\n"));
+              replaced(block_of_page("transport.md", "request"), "\n", "\r\n"));
 }
 
 TEST(Request, LinesGoOutAsTheyStandAndServeAgain) {
@@ -216,40 +215,27 @@ long open_files() {
 
 struct exchange {
     const char* name;
-    int budget; // milliseconds
+    int budget; // milliseconds; plenty for what is answered
     std::vector<script> scripts;
-    int result;
     std::string error; // "old" before
     unsigned long envelope = 0;
 };
 
-const std::string send_failed = "old" + not_received; // and once more for each attempt that failed
-
-void post_to(const exchange& row) {
+void expect(const exchange& row) {
     call c(row.envelope);
     c.error = "old";
     c.reply_body["old"]->setText("");
     scripted_server server(row.scripts);
     take_traces();
     false_alarms = 4; // one for the connection; what would block then is no failure
-    EXPECT_EQ(c.post(server.url(), row.budget), row.result);
-    // What ends without a reply has waited for one, instead of trying again and again.
-    EXPECT_TRUE(std::exchange(false_alarms, 0) == 0 || row.budget == plenty);
-    const std::string error = c.error.c_str();
-    EXPECT_EQ(row.error == send_failed ? error.substr(0, send_failed.size()) : error, row.error);
-    EXPECT_EQ(c.reply_body.is_set("old"), row.result == 0);
-    if (row.result == 1) { // all has arrived, at the first attempt and in few pieces
+    EXPECT_EQ(c.post(server.url(), row.budget), row.error == "200 OK");
+    false_alarms = 0;
+    EXPECT_STREQ(c.error.c_str(), row.error.c_str());
+    EXPECT_EQ(c.reply_body.is_set("old"), row.budget != plenty);
+    if (row.error == "200 OK") { // all has arrived, at the first attempt and in few pieces
         const std::string last = server.stop().back(), body = saved(c.body);
         EXPECT_EQ(last.substr(last.size() - body.size()), body);
-        unsigned long pieces = 0, sent = 0;
-        for (const traced& line : take_traces()) {
-            if (line.format == "Was sent %d bytes\n") {
-                ++pieces;
-                sent += std::stoul(line.text.substr(9));
-            }
-        }
-        EXPECT_EQ(sent, last.size());
-        EXPECT_LE(pieces, 2 + (row.envelope >> 15));
+        EXPECT_LE(times_traced("Was sent %d bytes\n"), 2 + (row.envelope >> 15));
     }
 }
 
@@ -258,27 +244,23 @@ TEST(Exchange, ByEveryKindOfServer) {
         for (client.read_request(); client.send(big);)
             client.wait(1);
     };
-    // The deadline counts between two calls into the system, though there is more to come.
-    const script too_late = [](peer& client) {
-        reads_little(client);
-        ++hours_gone;
-        client.read_request();
-        client.send(ok);
-    };
     const std::string long_reply = head + std::to_string(big.size()) + "\r\n\r\n" + big;
     const exchange rows[] = {
-        {"answers at length", plenty, {answers(long_reply)}, 1, "200 OK"},
-        {"reads at once, 10 MB", plenty, {answers(ok)}, 1, "200 OK", 10 << 20},
-        {"reads slowly, 60 KB", plenty, {reads_slowly}, 1, "200 OK", 60000},
-        {"reads slowly, 1 MB", 100, {reads_slowly}, 0, "old", 1 << 20},
-        {"reads slowly, 10 MB", 100, {reads_slowly}, 0, "old", 10 << 20},
-        {"never reads, 60 KB", 100, {stalls}, 0, "old", 60000},
-        {"never reads, 10 MB", 100, {stalls}, 0, "old", 10 << 20},
-        {"resets, 10 MB", 100, {resets}, 0, send_failed, 10 << 20},
-        {"closes, then stalls", 100, {answers(""), stalls}, 0, not_received},
-        {"stalls in the body", 100, {answers(head + "5\r\n\r\n<a/>", -1)}, 0, "old"},
-        {"never ends the head", 100, {never_ends}, 0, "old"},
-        {"too late to send", plenty, {too_late}, 0, "old", 10 << 20},
+        {"answers at length", plenty, {answers(long_reply)}, "200 OK"},
+        {"answers in few words", plenty, {answers("\r\n\r\n<a/>")}, ""},
+        {"reads at once, 10 MB", plenty, {answers(ok)}, "200 OK", 10 << 20},
+        {"reads slowly, 60 KB", plenty, {reads_slowly}, "200 OK", 60000},
+        {"reads slowly, 1 MB", 100, {reads_slowly}, "old", 1 << 20},
+        {"reads slowly, 10 MB", 100, {reads_slowly}, "old", 10 << 20},
+        {"never reads, 60 KB", 100, {stalls}, "old", 60000},
+        {"resets twice, then stalls",
+         300,
+         {resets, resets, stalls},
+         "old" + not_received + not_received,
+         10 << 20},
+        {"closes, then stalls", 100, {answers(""), stalls}, not_received},
+        {"stalls in the body", 100, {answers(head + "5\r\n\r\n<a/>", -1)}, "old"},
+        {"never ends the head", 100, {never_ends}, "old"},
     };
     const long open_before = open_files();
     for (const exchange& row : rows) {
@@ -286,7 +268,7 @@ TEST(Exchange, ByEveryKindOfServer) {
         const double most = row.budget + 400 + static_cast<double>(row.envelope >> 11);
         double time = most + 1;
         for (int tries = 0; tries < 5 && time > most; ++tries) // the machine may be busy
-            time = milliseconds_of([&row] { post_to(row); });
+            time = milliseconds_of([&row] { expect(row); });
         EXPECT_LE(time, most);
         EXPECT_GE(time, row.budget == plenty ? 0 : row.budget - 20); // a tick is 10 ms
     }
@@ -296,9 +278,8 @@ TEST(Exchange, ByEveryKindOfServer) {
 TEST(Exchange, WithoutAConnection) {
     unsigned short full;
     const int busy = support::bind_loopback(full);
-    support::require(listen(busy, 0) == 0, "listen");
-    for (int i = 0; i < 4; ++i) // more than may wait to be accepted
-        support::connect_loopback(full, SOCK_NONBLOCK);
+    listen(busy, 0);
+    support::occupy(full);
     const std::string port = ":" + std::to_string(refusing); // is not even tried
     const std::string no_name = "Can't resolve server name ", none = "no connection";
     rlimit files;
@@ -318,7 +299,7 @@ TEST(Exchange, WithoutAConnection) {
         {loopback(refusing), 0, 0, "old"},
         {loopback(refusing), -1000, 0, not_sent},
         {loopback(refusing), plenty, 0, not_sent, 3}, // there is no socket to be had
-        {loopback(refusing), 250, 0, none},
+        {"known.example" + port, 250, 0, none},
         {loopback(full), 500, 0, none},   // and not until the system gives up
         {"255.255.255.255", 50, 0, none}, // an address, if one that cannot be reached
     };
@@ -344,6 +325,24 @@ TEST(Exchange, WithoutAConnection) {
     }
     EXPECT_EQ(open_files(), open_before);
     close(busy);
+}
+
+// A server that is reached, closes at once, and then refuses, or is slow to be reached again: of
+// these only a refusal says more than what came before.
+TEST(Exchange, AConnectionThatIsCutOffHidesNoReason) {
+    for (const bool refuses : {true, false}) {
+        unsigned short port;
+        const int listener = support::bind_loopback(port);
+        listen(listener, 0);
+        std::thread server([&] {
+            close(accept(listener, nullptr, nullptr));
+            refuses ? void(close(listener)) : support::occupy(port);
+        });
+        call c;
+        EXPECT_EQ(c.post(loopback(port), 300), 0);
+        server.join();
+        EXPECT_EQ(c.error.c_str() == not_received, !refuses) << c.error.c_str();
+    }
 }
 
 // ---- Trace lines
@@ -434,7 +433,7 @@ TEST(Signals, AServerThatHangsUpRaisesNone) {
     pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
 }
 
-// A wait that a host's signal interrupts is taken up again; so is the pause.
+// A wait that a host's signal interrupts is taken up again.
 TEST(Signals, AtAnyTime) {
     struct sigaction action {};
     action.sa_handler = count_signal; // without SA_RESTART
@@ -444,10 +443,7 @@ TEST(Signals, AtAnyTime) {
     const itimerval often{{0, 1000}, {0, 1000}}, never{};
     setitimer(ITIMER_REAL, &often, nullptr);
     EXPECT_EQ(call(60000).post(server.url()), 1);
-    take_traces();
-    EXPECT_EQ(call().post(loopback(refusing), 250), 0);
     setitimer(ITIMER_REAL, &never, nullptr);
-    EXPECT_LE(times_traced("Try to connect\n"), 4); // 100 ms from each to the next
     EXPECT_GT(signals_seen, 10);
     EXPECT_EQ(server.stop().size(), 1u);
 }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -23,27 +24,23 @@ sockaddr_in loopback_address(unsigned short port) {
 
 } // namespace
 
-void require(bool works, const char* what) {
-    if (!works)
-        throw std::system_error(errno, std::generic_category(), what);
-}
-
 int bind_loopback(unsigned short& port) {
     const int made = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = loopback_address(0);
     socklen_t size = sizeof address;
     const auto generic = reinterpret_cast<sockaddr*>(&address);
-    require(bind(made, generic, size) == 0 && getsockname(made, generic, &size) == 0, "bind");
+    if (bind(made, generic, size) != 0 || getsockname(made, generic, &size) != 0)
+        throw std::system_error(errno, std::generic_category(), "a port");
     port = ntohs(address.sin_port);
     return made;
 }
 
-int connect_loopback(unsigned short port, int kind) {
-    const int made = socket(AF_INET, SOCK_STREAM | kind, 0);
+void occupy(unsigned short port) {
     const sockaddr_in address = loopback_address(port);
-    const auto generic = reinterpret_cast<const sockaddr*>(&address);
-    require(connect(made, generic, sizeof address) == 0 || kind == SOCK_NONBLOCK, "connect");
-    return made;
+    for (int i = 0; i < 4; ++i) {
+        const int made = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    }
 }
 
 bool peer::read_some(unsigned long at_most) {
@@ -77,15 +74,15 @@ void peer::wait(int milliseconds) {
 }
 
 scripted_server::scripted_server(std::vector<script> scripts)
-    : scripts_(std::move(scripts)), listener_(bind_loopback(port_)) {
-    require(pipe(stop_) == 0 && listen(listener_, 64) == 0, "a server");
+    : scripts_(std::move(scripts)), listener_(bind_loopback(port_)), stop_(eventfd(0, 0)) {
+    listen(listener_, 64);
     thread_ = std::thread([this] { serve(); });
 }
 
 scripted_server::~scripted_server() {
     stop();
-    for (int file : {listener_, stop_[0], stop_[1]})
-        close(file);
+    close(listener_);
+    close(stop_);
 }
 
 std::string scripted_server::url(const std::string& path) const {
@@ -94,7 +91,7 @@ std::string scripted_server::url(const std::string& path) const {
 
 const std::vector<std::string>& scripted_server::stop() {
     if (thread_.joinable()) {
-        require(write(stop_[1], "", 1) == 1, "write");
+        eventfd_write(stop_, 1);
         thread_.join();
     }
     return requests_;
@@ -102,11 +99,11 @@ const std::vector<std::string>& scripted_server::stop() {
 
 void scripted_server::serve() {
     for (unsigned long number = 0;; ++number) {
-        pollfd watched[] = {{listener_, POLLIN, 0}, {stop_[0], POLLIN, 0}};
+        pollfd watched[] = {{listener_, POLLIN, 0}, {stop_, POLLIN, 0}};
         poll(watched, 2, -1);
         if (watched[0].revents == 0) // a client who is there already counts
             return;
-        peer client{accept(listener_, nullptr, nullptr), stop_[0]};
+        peer client{accept(listener_, nullptr, nullptr), stop_};
         client.set(IPPROTO_TCP, TCP_NODELAY, 1);
         scripts_[std::min<unsigned long>(number, scripts_.size() - 1)](client);
         close(client.socket);

@@ -9,12 +9,10 @@
 
 namespace support {
 
-// Throws if something that the tests rest on does not work.
-void require(bool works, const char* what);
 // A socket bound to a free port, which it tells.
 int bind_loopback(unsigned short& port);
-// A socket that is connected to a port, or with SOCK_NONBLOCK begins to be.
-int connect_loopback(unsigned short port, int kind = 0);
+// Makes more connections than may wait at a listener of length 0, so that no other gets through.
+void occupy(unsigned short port);
 
 // The server's end of one connection. Reading and sending end early once the client has gone.
 struct peer {
@@ -57,7 +55,7 @@ private:
     std::vector<script> scripts_;
     unsigned short port_;
     int listener_;
-    int stop_[2]; // a pipe, in which something stands once the server is to stop
+    int stop_; // ready to read once the server is to stop
     std::vector<std::string> requests_;
     std::thread thread_;
 };
