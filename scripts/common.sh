@@ -4,6 +4,11 @@ if [ -t 1 ]; then bold=$'\e[1m' faint=$'\e[2m' plain=$'\e[0m'; else bold='' fain
 say() { printf '\n%s== %s%s\n' "$bold" "$*" "$plain"; }
 die() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit 1; }
 
+# The day and the processor, for what is written into docs/.
+circumstances() {
+  echo "$(date +%F), $(sed -n '0,/^model name/s/^model name[^:]*: //p' /proc/cpuinfo)"
+}
+
 # Prints the comment at the head of a command of this repository, which tells how to call it, and ends.
 usage_from_head() {
   sed -n '2,/^[^#]/s/^# \{0,1\}//p' "scripts/${0##*/}"
