@@ -383,62 +383,10 @@ TEST(Trace, OfEachStep) {
 // ---- The host's signals
 
 std::atomic<int> signals_seen{0};
-void count_signal(int) { ++signals_seen; }
-
-// Four threads at once, each with a server that hangs up on it in the middle of the message.
-TEST(Signals, AServerThatHangsUpRaisesNone) {
-    const script hangs_up = [](peer& client) { // so that the next send raises the signal
-        resets(client);
-        shutdown(client.socket, SHUT_WR);
-        client.wait(5); // the end is to be there before the reset
-    };
-    const struct {
-        void (*handler)(int);
-        bool blocked, for_thread, for_process; // pending before
-        int seen;
-    } rows[] = {
-        {SIG_DFL, false, false, false, 0},      {SIG_IGN, false, false, false, 0},
-        {count_signal, true, true, false, 4},   {count_signal, true, false, true, 1},
-        {count_signal, false, false, false, 0},
-    };
-    sigset_t pipe;
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
-    for (const auto& row : rows) {
-        signals_seen = 0;
-        std::signal(SIGPIPE, row.handler);
-        pthread_sigmask(row.blocked ? SIG_BLOCK : SIG_UNBLOCK, &pipe, nullptr);
-        if (row.for_process)
-            kill(getpid(), SIGPIPE);
-        take_traces();
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([&] {
-                scripted_server server({hangs_up, answers(ok)});
-                if (row.for_thread)
-                    raise(SIGPIPE);
-                call c(5 << 20);
-                EXPECT_EQ(c.post(server.url()), 1);
-                sigset_t after;
-                pthread_sigmask(SIG_UNBLOCK, &pipe, &after); // what is pending arrives now
-                EXPECT_EQ(sigismember(&after, SIGPIPE) == 1, row.blocked);
-            });
-        }
-        for (std::thread& one : threads)
-            one.join();
-        EXPECT_EQ(times_traced("Can't send %d\n"), 4);
-        EXPECT_EQ(signals_seen, row.seen) << row.blocked << row.for_thread << row.for_process;
-        EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), row.handler);
-    }
-    pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
-}
 
 // A wait that a host's signal interrupts is taken up again.
 TEST(Signals, AtAnyTime) {
-    struct sigaction action {};
-    action.sa_handler = count_signal; // without SA_RESTART
-    sigaction(SIGALRM, &action, nullptr);
-    signals_seen = 0;
+    std::signal(SIGALRM, [](int) { ++signals_seen; });
     scripted_server server({reads_slowly});
     const itimerval often{{0, 1000}, {0, 1000}}, never{};
     setitimer(ITIMER_REAL, &often, nullptr);

@@ -1,13 +1,12 @@
 // What every operating system's source must do alike; built with each that can be compiled here.
 #include <orv/runtime/platform.hpp>
 
-#include "support/scripted_server.hpp"
-
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #ifdef SO_NOSIGPIPE
@@ -43,37 +42,42 @@ TEST(Platform, TheNudgeReachesTheThreadThatIsNamed) {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-std::atomic<int> signals_seen{0};
+int signals_seen = 0;
+void count_signal(int) { ++signals_seen; }
 
-// The host has another thread, which blocks nothing.
+// What is pending for the host arrives, once, and nothing else does.
 TEST(Platform, ASocketIsOursAloneAndRaisesNoSignal) {
-    std::signal(SIGPIPE, [](int) { ++signals_seen; });
-    std::atomic<bool> is_over{false};
-    std::thread other([&] {
-        while (!is_over)
-            usleep(100);
-    });
-    unsigned short port;
-    const int listener = support::bind_loopback(port);
-    ASSERT_EQ(listen(listener, 1), 0);
-    const int client = runtime::tcp_socket();
-    EXPECT_GT(client, STDERR_FILENO);
-    EXPECT_EQ(fcntl(client, F_GETFD), FD_CLOEXEC);
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    const auto generic = reinterpret_cast<sockaddr*>(&address);
-    ASSERT_EQ(getsockname(listener, generic, &size), 0);
-    ASSERT_EQ(connect(client, generic, size), 0);
-    close(accept(listener, nullptr, nullptr));
-    for (int sent = 1; sent > 0; usleep(1000)) // until it is known that nobody is there
-        sent = runtime::send_without_signal(client, "x", 1);
-    EXPECT_EQ(errno, EPIPE);
-    is_over = true;
-    other.join();
-    EXPECT_EQ(signals_seen, 0);
-    close(client);
-    close(listener);
-    std::signal(SIGPIPE, SIG_DFL);
+    const struct {
+        void (*handler)(int);
+        bool blocked, for_thread, for_process; // pending before
+        int seen;
+    } rows[] = {
+        {SIG_DFL, false, false, false, 0},      {SIG_IGN, false, false, false, 0},
+        {count_signal, true, true, false, 1},   {count_signal, true, false, true, 1},
+        {count_signal, false, false, false, 0},
+    };
+    sigset_t pipe, before, after;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    for (const auto& row : rows) {
+        const int client = runtime::tcp_socket();
+        EXPECT_GT(client, STDERR_FILENO);
+        EXPECT_EQ(fcntl(client, F_GETFD), FD_CLOEXEC);
+        signals_seen = 0;
+        std::signal(SIGPIPE, row.handler);
+        pthread_sigmask(row.blocked ? SIG_BLOCK : SIG_UNBLOCK, &pipe, &before);
+        if (row.for_thread)
+            raise(SIGPIPE);
+        if (row.for_process)
+            kill(getpid(), SIGPIPE);
+        EXPECT_EQ(runtime::send_without_signal(client, "x", 1), -1); // it is not connected
+        EXPECT_EQ(errno, EPIPE);
+        pthread_sigmask(SIG_SETMASK, &before, &after);
+        EXPECT_EQ(sigismember(&after, SIGPIPE) == 1, row.blocked);
+        EXPECT_EQ(signals_seen, row.seen) << row.blocked << row.for_thread << row.for_process;
+        EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), row.handler);
+        close(client);
+    }
 }
 
 } // namespace

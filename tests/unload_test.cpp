@@ -33,8 +33,9 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
               std::filesystem::read_symlink("/proc/self/exe").parent_path());
     ASSERT_EQ(CALL(orv, ORV_open)(path.c_str(), key), ORV_OPEN_NEW);
     CALL(orv, ORVSC_SetInt)("a", "b", 1);
-    reinterpret_cast<void (*)()>(dlsym(orv, "send_request"))(); // the leak checker sees what is kept
-    usleep(50000); // the worker is in its pause
+    reinterpret_cast<void (*)()>(
+        dlsym(orv, "send_request"))(); // the leak checker sees what is kept
+    usleep(50000);                     // the worker is in its pause
     const pid_t child = fork();
     if (child == 0) {
         alarm(60);
