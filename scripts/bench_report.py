@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-# bench_report.py RESULTS.json PROGRAM REPETITIONS OUT: what Google Benchmark measured, and the posts, side by side.
+# bench_report.py RESULTS.json PROGRAM REPETITIONS OUT: reports what Google Benchmark measured, and the posts.
 #
 # Measures the posts with the exchange program. Prints a table of ratios, and writes OUT.json and the chart OUT.svg. A
 # ratio is our time divided by that of a peer, both the median of all repetitions. Every row of the list below must have
-# been measured, with all its sides.
+# been measured, on all its sides.
 
 import json
 import random
@@ -20,8 +20,8 @@ def parsers(pugixml):
     return {"pugixml": pugixml, "RapidXML": None, "libxml2": None}
 
 
-# By subject, a row as the benchmarks call it; its title; its peers, and the ratio to be reached, if any. A post is
-# called by the bytes that it sends and asks for.
+# By subject: a row's name in the benchmarks, its title, and its peers with the ratio to be reached, if any. A post is
+# named after the numbers of bytes that it sends and asks for.
 SUBJECTS = [
     [(f"get/{n}", f"get that hits, {n:,} sections of 20 keys",
       {"GKeyFile": reach, "SQLite": 0.25 if n == 50 else None, "unordered_map": None})
@@ -47,7 +47,7 @@ SUBJECTS = [
 ROWS = [row for subject in SUBJECTS for row in subject]
 
 
-# All times by row and side, in seconds. Processor time.
+# All processor times, in seconds, by row and side.
 def benchmarks(results):
     units = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
     times = {}
@@ -60,7 +60,7 @@ def benchmarks(results):
     return times
 
 
-# The same for the posts, in elapsed time: a process each, in random order.
+# The same for the posts, in elapsed time: one process per run, in random order.
 def exchanges(program, repetitions):
     runs = [(key, side) for key, _, peers in ROWS if key.startswith("post/") for side in ("ours", *peers)] * repetitions
     random.shuffle(runs)
@@ -89,7 +89,8 @@ def print_table(rows):
             work = ours = ""
 
 
-# Bars from 1, the peer's time, to the left where we are faster; both ways on one logarithmic scale.
+# Draws bars from 1, the peer's time, to the left where we are faster and to the right where slower, on a logarithmic
+# scale.
 def draw(rows, where):
     bars = [(row["work"], peer) for row in rows for peer in row["peers"]]
     plot, axes = pyplot.subplots(figsize=(10, 0.19 * len(bars) + 1))

@@ -1,4 +1,4 @@
-# Shared by the commands of this repository; to be sourced by bash.
+# Shared by the scripts of this repository; to be sourced by bash.
 
 if [ -t 1 ]; then bold=$'\e[1m' faint=$'\e[2m' plain=$'\e[0m'; else bold='' faint='' plain=''; fi
 say() { printf '\n%s== %s%s\n' "$bold" "$*" "$plain"; }
@@ -9,14 +9,14 @@ circumstances() {
   echo "$(date +%F), $(sed -n '0,/^model name/s/^model name[^:]*: //p' /proc/cpuinfo)"
 }
 
-# Prints the comment at the head of a command of this repository, which tells how to call it, and ends.
+# Prints the comment at the head of the running script, which says how to call it, and exits.
 usage_from_head() {
   sed -n '2,/^[^#]/s/^# \{0,1\}//p' "scripts/${0##*/}"
   exit 0
 }
 
-# need PACKAGE...: installs those of Debian's packages that are missing. Where that cannot be done, one line
-# says what is missing and, as far as it can be known, the command that installs it.
+# need PACKAGE...: installs the Debian packages that are missing. Where that is impossible, one line says what
+# is missing and, if known, the command that installs it.
 need() {
   local package name install missing=()
   if ! command -v apt-get >/dev/null; then
@@ -43,7 +43,7 @@ need() {
   $sudo env DEBIAN_FRONTEND=noninteractive $install -qq >/dev/null || die "this failed: $install"
 }
 
-# there PACKAGE: whether a system other than Debian has what is used of PACKAGE; `name` says what that is.
+# there PACKAGE: whether a system other than Debian has what we use from PACKAGE; sets `name` to that.
 there() {
   case $1 in
   g++) name=c++ ;;
@@ -70,11 +70,11 @@ die_without() {
   fi
 }
 
-# start_clock SECONDS, stop_clock: what runs between them takes about so long, and one sees how far it is: each
-# second on a terminal, each half minute elsewhere.
+# start_clock SECONDS, stop_clock: show the progress of what runs between them, which takes about SECONDS: every
+# second on a terminal, every half minute elsewhere.
 start_clock() {
   local total=$1 gone=0
-  while sleep 1 && kill -0 $$ 2>/dev/null; do # until this command ends, however it does
+  while sleep 1 && kill -0 $$ 2>/dev/null; do # until this script ends, however it does
     gone=$((gone + 1))
     if [ -t 2 ]; then
       printf '%d of about %d s \r' $gone "$total"

@@ -1,4 +1,4 @@
-# What the reports of scripts/bench share: where and when, how times are printed, and the plotting library.
+# Shared by the reports of scripts/bench: date and processor, the format of times, and the plotting library.
 
 import datetime
 import json

@@ -2,7 +2,7 @@
 # scale_report.py PROGRAM OUT [STEPS]: runs the growths of the scale program step by step.
 #
 # Prints time and peak memory by size, and writes OUT.json and the chart OUT.svg. With STEPS, only the first steps.
-# The verdict on a growth is the exponent over its last two steps: 1 is linear.
+# A growth is judged by the exponent over its last two steps: 1 is linear.
 
 import json
 import math
