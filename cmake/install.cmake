@@ -1,7 +1,7 @@
-# What "cmake --install" lays down: the library, the headers below include/orv/, the pages and the
+# What "cmake --install" installs: the library, the headers below include/orv/, the pages and the
 # examples, the CMake package, the pkg-config file and the tools. Nothing in them names the
-# prefix, so that an installed tree can be moved; only a directory that was given as an absolute
-# path stays where it is.
+# prefix, so that an installed tree can be moved; only a directory given as an absolute path must stay
+# where it is.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -12,7 +12,7 @@ install(TARGETS orv EXPORT orv
                 NAMELINK_COMPONENT development
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development) # of all that follows here
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development) # of all that follows
 
 foreach(header ${orv_headers})
   get_filename_component(folder ${header} DIRECTORY)
@@ -48,7 +48,7 @@ install(EXPORT orv NAMESPACE orv:: FILE orv-config.cmake DESTINATION ${package_d
 write_basic_package_version_file(orv-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orv-config-version.cmake DESTINATION ${package_dir})
 
-# The pkg-config file finds the prefix from where it lies itself, if both directories lie below it.
+# The pkg-config file finds the prefix from its own place, if both directories are below the prefix.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
   set(pc_prefix ${CMAKE_INSTALL_PREFIX})
@@ -63,7 +63,7 @@ endif()
 configure_file(cmake/orv.pc.in orv.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orv.pc DESTINATION ${pkgconfig_dir})
 
-# orv_install_program(target): a program that finds the library where both are installed.
+# orv_install_program(target): installs a program that finds the installed library.
 function(orv_install_program target)
   file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set(path $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>/${bin_to_lib})

@@ -14,7 +14,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-# What is named without being looked for.
+# For headers and libraries that are named without a search.
 include_directories(SYSTEM ${root}/usr/include ${root}/usr/include/aarch64-linux-gnu)
 set(library_path ${root}/usr/lib/aarch64-linux-gnu)
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-L\"${library_path}\" -Wl,-rpath,\"${library_path}\"")

@@ -1,6 +1,6 @@
-# Toolchain of the presets macos-x86_64 and macos-arm64, which say for which Macs.
+# Toolchain of the presets macos-x86_64 and macos-arm64, which name the processor and the least macOS.
 #
-# On a Mac the system's own compiler makes the library. Elsewhere it is a cross build with the
+# On a Mac the system's own compiler builds the library. Elsewhere it is cross-built with the
 # compiler, the headers and the stubs that scripts/macos-tools puts together; scripts/build-macos
 # calls that first.
 
@@ -26,11 +26,11 @@ if(NOT CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
     set(CMAKE_${tool} ${orv_macos_tools}/bin/llvm-${name} CACHE FILEPATH "")
   endforeach()
 
-  # The stubs name what the library calls and no more; programs are built to see that they compile.
+  # The stubs name only what the library calls; programs are built only to see that they compile.
   set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-undefined,dynamic_lookup")
 
-  # CMake leaves this option out where it cannot ask a Mac for its version, and then writes no
-  # @rpath. It is read again as an override, for as a toolchain it comes too early for that.
+  # CMake omits this option where it cannot ask a Mac for its version, and then writes no @rpath. This
+  # file is read again as an override, because a toolchain file is read too early to set it.
   set(CMAKE_SHARED_LIBRARY_RUNTIME_C_FLAG "-Wl,-rpath,")
   set(CMAKE_USER_MAKE_RULES_OVERRIDE ${CMAKE_CURRENT_LIST_FILE})
 

@@ -12,7 +12,7 @@ function(orv_compile_options target)
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${ORV_WERROR}>:-Werror>)
   # Unique symbols would keep the library loaded after dlclose. Our own calls within a source may be
   # inlined.
-  set(CMAKE_REQUIRED_FLAGS -Werror) # an option that is taken and ignored counts as one that is not there
+  set(CMAKE_REQUIRED_FLAGS -Werror) # an option that is accepted but ignored counts as unknown
   foreach(option -fno-gnu-unique -fno-semantic-interposition)
     string(MAKE_C_IDENTIFIER ORV_KNOWS${option} known)
     check_cxx_compiler_flag(${option} ${known})
@@ -21,7 +21,7 @@ function(orv_compile_options target)
     endif()
   endforeach()
   if(APPLE)
-    # Whatever the least macOS does not have yet would only fail there, when it is loaded.
+    # What the least macOS lacks would otherwise fail only there, when the library is loaded.
     target_compile_options(${target} PRIVATE -Werror=unguarded-availability)
   endif()
   if(ORV_SANITIZE)
@@ -29,7 +29,7 @@ function(orv_compile_options target)
       -fsanitize=${ORV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       target_compile_options(${target} PRIVATE
-        -fno-sanitize=null) # Clang would test for a null receiver within the member itself
+        -fno-sanitize=null) # Clang would check for a null receiver within the member itself
     endif()
     target_link_options(${target} PRIVATE -fsanitize=${ORV_SANITIZE})
   endif()

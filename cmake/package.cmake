@@ -1,9 +1,9 @@
 # What "cpack" makes in a build directory: an archive of all that is installed and, where Debian's
-# tools are, packages of the library, of what a host is built with, and of the command-line tools.
+# tools are available, packages of the library, of what a host is built with, and of the command-line tools.
 
 set(CPACK_PACKAGE_VENDOR ${PROJECT_NAME})
 set(CPACK_PACKAGE_CONTACT "${PROJECT_NAME} <${PROJECT_NAME}@localhost>" CACHE STRING
-    "The maintainer that the packages name")
+    "The maintainer named in the packages")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
 set(CPACK_RESOURCE_FILE_README ${PROJECT_SOURCE_DIR}/README.md)
@@ -26,13 +26,13 @@ if(ORV_DPKG_DEB AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/package_control.cmake)
   set(CPACK_DEB_COMPONENT_INSTALL ON)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-  set(CPACK_DEBIAN_PACKAGE_RELEASE 1 CACHE STRING "The revision of the packages for Debian")
+  set(CPACK_DEBIAN_PACKAGE_RELEASE 1 CACHE STRING "The revision of the Debian packages")
   set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
   set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}) # the tools need it
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=") # of hosts: minor versions may add, not take away
+  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=") # for hosts: minor versions only add symbols
 
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME liborv${PROJECT_VERSION_MAJOR})
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)

@@ -1,4 +1,4 @@
-# CPack runs this when the packages for Debian are written. In that of the library it has put scripts
+# CPack runs this when the Debian packages are written. Into that of the library it has put scripts
 # that call ldconfig, where Debian wants a trigger.
 
 foreach(package ${CPACK_PACKAGE_FILES})

@@ -1,21 +1,21 @@
-# CPack runs this when the files of the archive, or of the packages for Debian, are in their places.
+# CPack runs this when the files of the archive, or of the Debian packages, are in place.
 
 function(complete_for_debian)
-  # Without these two CPack would leave out what the packages depend on.
+  # Without these two CPack would omit the dependencies of the packages.
   find_program(shlibdeps dpkg-shlibdeps)
   find_program(file file)
   if(NOT shlibdeps OR NOT file)
-    message(FATAL_ERROR "the packages for Debian take two more programs: apt-get install dpkg-dev file")
+    message(FATAL_ERROR "the Debian packages need two more programs: apt-get install dpkg-dev file")
   endif()
 
-  # What every package of Debian has in its folder of documents.
+  # What every Debian package has in its documentation folder.
   set(work ${CPACK_TOPLEVEL_DIRECTORY}/documents)
   string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # SOURCE_DATE_EPOCH, where that is set
   configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/../CHANGELOG.md ${work}/changelog COPYONLY)
   file(WRITE ${work}/changelog.Debian
 "${CPACK_PACKAGE_NAME} (${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium
 
-  * Packages of version ${CPACK_PACKAGE_VERSION}; changelog.gz tells what is new in it.
+  * Packages of version ${CPACK_PACKAGE_VERSION}; changelog.gz says what is new in it.
 
  -- ${CPACK_PACKAGE_CONTACT}  ${date}
 ")
@@ -37,5 +37,5 @@ if(CPACK_GENERATOR STREQUAL "DEB")
   complete_for_debian()
 endif()
 
-# The files are for everybody to read, whatever the umask says.
+# Everybody may read the files, whatever the umask.
 execute_process(COMMAND chmod -R go=rX ${CPACK_TEMPORARY_INSTALL_DIRECTORY} COMMAND_ERROR_IS_FATAL ANY)
