@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr unsigned long key_bits = 80; // a multiple of 40 bits, or five bytes: no odd characters
+constexpr unsigned long key_bits = 80; // a multiple of 40 bits, which make 8 whole characters
 
 // The least significant byte first.
 constexpr unsigned char modulus_bytes[] = {0xe3, 0x3f, 0x60, 0xa8, 0xc0,
@@ -48,7 +48,7 @@ str_t serial_of(const char* code) {
     return serial.count() == 1 ? serial.toString() : str_t(); // a wrong code gives a long number
 }
 
-// The same code as somebody types it: without capitals, and with spaces for the hyphens.
+// The same code as a user might type it: in small letters, with spaces for the hyphens.
 str_t as_typed(const str_t& code) {
     str_t typed;
     for (unsigned long i = 0; i < code.length(); ++i) {

@@ -31,7 +31,7 @@ static int open_store(const char* file) {
         /* The store is open with what could be read, if anything, and the first save would replace
          * the file. A host that will not lose the rest asks its user first, or copies the file;
          * this one just stops. */
-        fprintf(stderr, "%s is not whole: is the key right, the folder there, the file ours?\n",
+        fprintf(stderr, "%s did not load: is the key right, the folder there, the file ours?\n",
                 file);
         ORV_close();
         return 0;
@@ -41,13 +41,13 @@ static int open_store(const char* file) {
     }
 }
 
-/* Says what has become of the values; 1 if they are in the file. */
+/* Says what became of the values; returns 1 if they are in the file. */
 static int report(const char* what, int saved) {
     switch (saved) {
     case ORV_SAVE_OK:
         printf("%s: all values are in the file\n", what);
         return 1;
-    case ORV_SAVE_REPLACED: /* a host that minds looks at its settings again */
+    case ORV_SAVE_REPLACED: /* a host may want to read its settings again */
         printf("%s: another process has saved meanwhile, and its values have replaced ours\n",
                what);
         return 1;
@@ -67,7 +67,7 @@ static void set_text(const char* section, const char* key, const char* value) {
     if (ORVSC_SetText(section, key, value))
         printf("  set %s / %s to \"%s\"\n", section, key, value);
     else
-        printf("  %s / %s is no name for a setting\n", section, key);
+        printf("  %s / %s cannot be the name of a setting\n", section, key);
 }
 
 static void show_int(const char* section, const char* key) {
@@ -96,7 +96,7 @@ static int write_settings(const char* file) {
     set_text("net/proxy", "host name", "two words");
     set_text("user", "birthday", "forgotten at once");
     ORVSC_Remove("user", "birthday");
-    /* It takes a tenth of a second, so it is done at a pause, and not after each change. */
+    /* A save takes a tenth of a second, so it is done at a pause, not after each change. */
     if (!report("saved", ORV_save()))
         return EXIT_FAILURE;
     ORVSC_GetNames(NULL, names, sizeof names);
@@ -104,7 +104,7 @@ static int write_settings(const char* file) {
     return report("closed", ORV_close()) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-static volatile sig_atomic_t session_ends; /* nothing but a flag: a handler calls no library */
+static volatile sig_atomic_t session_ends; /* only a flag: a handler must not call the library */
 
 static void end_session(int signal) {
     (void)signal;
@@ -135,7 +135,7 @@ static int watch_settings(const char* file) {
     show_int("Window", "HEIGHT"); /* letter case does not matter */
     show_text("user", "name");
     show_text("net/proxy", "host");
-    show_int("net", "proxy/port"); /* the same path, split elsewhere */
+    show_int("net", "proxy/port"); /* the same path, split differently */
     show_text("user", "birthday");
 
     printf("waiting for another process to change the width\n");

@@ -4,7 +4,7 @@
  *
  * Prints the name in the settings file. The key text comes from ORV_SETTINGS_KEY.
  */
-#include <orv/orv.h> /* for the types and constants alone */
+#include <orv/orv.h> /* only for the types and constants */
 
 #include <dlfcn.h>
 #include <stdio.h>
@@ -14,7 +14,7 @@ typedef int (*open_function)(const char*, const char*);
 typedef int (*close_function)(void);
 typedef int (*get_text_function)(const char*, const char*, char*, int, const char*);
 
-/* A function pointer through the object pointer that dlsym returns, as POSIX has it. */
+/* Stores the object pointer that dlsym returns in a function pointer, as POSIX allows. */
 static void find(void* library, const char* name, void* function) {
     *(void**)function = dlsym(library, name);
     if (*(void**)function == NULL) {
@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
     open_function open_store;
     close_function close_store;
     get_text_function get_text;
-    char name[64]; /* a longer one is cut */
+    char name[64]; /* a longer one is truncated */
 
     if (argc != 3) {
         fprintf(stderr, "usage: %s LIBRARY FILE\n", argv[0]);
@@ -51,8 +51,8 @@ int main(int argc, char** argv) {
     }
     get_text("user", "name", name, sizeof name, "(not set)");
     printf("  user / name is \"%s\"\n", name);
-    close_store();    /* nothing was set, so there is nothing that could not be saved */
-    dlclose(library); /* would have saved for us, too */
+    close_store();    /* nothing was set, so nothing can be lost */
+    dlclose(library); /* this would also have saved */
     printf("unloaded the library\n");
     return EXIT_SUCCESS;
 }

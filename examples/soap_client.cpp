@@ -1,9 +1,9 @@
-// Calls a SOAP service and shows all there is to see of it: the request's header lines, the reply,
-// and the three results a call can have.
+// Calls a SOAP service and shows all there is to see of a call: the request's header lines, the
+// reply, and the three results a call can have.
 //
 //     orv-soap-client URL    where orv-soap-service listens, as in http://127.0.0.1:8080
 //
-// Ends with 0 if every call went as it should.
+// Exits with 0 if every call went as it should.
 #include <orv/orv.hpp>
 
 #include <cstdio>
@@ -46,7 +46,7 @@ std::string lines(const xml::item& document) {
 // The element at a path below the body of a reply. A reply that opens with an XML declaration is a
 // document "?xml" with the envelope in it, so that a path from the top begins with "soap:Envelope";
 // without one the document is the envelope itself, and a path begins with "soap:Body". Searching
-// for the body finds it in both; a member that is called on nothing gives nothing.
+// for the body finds it in both; a member called on null returns null.
 const xml::item* in_body(soap_call& call, const char* path) {
     return call.reply.search("soap:Body")->get(path, nullptr);
 }
@@ -56,7 +56,7 @@ std::string document_name(const xml::item& document) {
 }
 
 void ask_for_sum(soap_call& call) {
-    // The prefix belongs to the name; attributes are set beside the children.
+    // The prefix is part of the name; attributes are in a list of their own.
     bool created;
     call.envelope.attributes.set("xmlns:soap", "http://schemas.xmlsoap.org/soap/envelope/",
                                  created);
@@ -72,7 +72,7 @@ bool show_sum(const std::string& url) {
     std::printf("The request's header lines:\n%s\nThe envelope:\n%s\n", lines(call.header).c_str(),
                 indented(call.envelope).c_str());
 
-    // Content is taken apart when it is asked for, one level at a time.
+    // Content is parsed when it is asked for, one level at a time.
     const xml::item* sum = in_body(call, "addResponse/sum");
     std::printf(
         "The reply's status and header lines:\n%s\nThe reply's body, a document \"%s\":\n%s\n",

@@ -4,7 +4,7 @@
 //     orv-soap-service [PORT]
 //
 // Listens on 127.0.0.1, on a free port if none is given, and prints the port as its first line.
-// Some services send an XML declaration and some do not: this one does with a sum, and not with a
+// Some services send an XML declaration and some do not: this one does with a sum, but not with a
 // fault. It answers one connection after the other until it is killed:
 //
 //     POST /calculator with <a>2</a> and <b>3</b> in its body    200 and an envelope with the sum

@@ -21,23 +21,23 @@ struct option {
 };
 
 // Reads the options of a command line, --help and --version among them, and returns the words.
-// Options stand in front of word number `last`, counted from 0: from that word on all are words,
-// whatever they begin with, as they are behind "--".
+// Options come before word number `last`, counted from 0: from there on everything is a word,
+// whatever it begins with, as it is after "--".
 std::vector<std::string> read_options(int argc, char** argv, const char* help,
                                       const std::vector<option>& options, unsigned long last);
 
-// Says what is wrong, on standard error, and ends the program.
+// Prints what is wrong on standard error; `fail` ends the program, too.
 [[noreturn]] void fail(int code, const std::string& message);
 void warn(const std::string& message);
 
-// The whole of a file. One that cannot be read is a failure of that code.
+// The whole content of a file. If it cannot be read, the program fails with that code.
 std::string read_file(const std::string& path, int code);
 std::string read_all(std::FILE* file, const std::string& name, int code);
 
 // The first line of a file, up to a NUL in it; no more of it is read than a line should have.
 std::string read_first_line(const std::string& path, int code);
 
-// Puts a text on standard output. Where it cannot be written the program fails.
+// Puts a text on standard output. If it cannot be written, the program fails.
 void print(const std::string& text);
 
 // The text on one line and without control characters: a line feed as \n, a carriage return as

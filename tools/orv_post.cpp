@@ -22,44 +22,42 @@ const char help[] =
 
 )" ORV_TOOL_PURPOSE R"(.
 
-The document in FILE, or on standard input if FILE is missing or "-", goes to
-URL over plain HTTP/1.1, and the document that comes back to standard output.
-Until a complete reply has come, the request is sent again and again within the
-time it is given.
+The document in FILE, or on standard input if FILE is missing or "-", is sent to
+URL over plain HTTP/1.1, and the document that comes back is printed. The
+request is repeated until a complete reply has come or the time is up.
 
-The document goes out as it stands, without escaping or decoding, but for its
-outermost element: the white space around the content of that is dropped, and
-its attributes are put in the order of their names and in double quotes. What
-stands in front of it (a declaration, comments) and behind it is left out.
+The document is sent as it is, neither escaped nor decoded, except for its
+outermost element: white space around its content is dropped, and its attributes
+are put in the order of their names and in double quotes. Whatever comes before
+that element (a declaration, comments) or after it is left out.
 
 A URL without a port means port 80. There is no TLS: an "https" URL is posted to
-as plain HTTP. White space and control characters cannot stand in a URL: write
+as plain HTTP. A URL cannot contain white space or control characters: write
 %20 for a space, and so on.
 
-A reply that does not announce its length (no Content-Length, or chunked) is
-printed as far as it came at once; a warning says so if its status is 200.
+Of a reply that does not announce its length (no Content-Length, or chunked)
+only what came at once is printed; a warning says so if its status is 200.
 
 Options:
-  -H, --header='NAME: VALUE'  send a header line; may be given several times,
-                              the last one of a name counts. These lines are
-                              there in any case, unless they are given: Accept,
-                              Cache-Control, Connection, Content-Type, Pragma,
-                              SOAPAction and User-Agent. HOST and Content-Length
-                              cannot be changed.
+  -H, --header='NAME: VALUE'  send a header line; can be given several times,
+                              and the last one of a name counts. These lines
+                              have defaults: Accept, Cache-Control, Connection,
+                              Content-Type, Pragma, SOAPAction and User-Agent.
+                              HOST and Content-Length cannot be changed.
   -a, --action=ACTION         send SOAPAction with ACTION in quotes
-  -s, --seconds=N             give the whole exchange N seconds, fractions
-                              allowed; 10 if not given
+  -s, --seconds=N             give the whole exchange N seconds, which may
+                              have a fraction; the default is 10
   -v, --show-headers          print the header lines of the request, marked with
                               ">", and those of the reply, marked with "<", on
-                              standard error; the reply's status line shows as
-                              "Code" and "Status"
+                              standard error; the reply's status line is shown
+                              as "Code" and "Status"
   -h, --help                  print this text
   -V, --version               print the version
 
 Exit status:
   0  a complete reply with status 200 has come
-  1  a complete reply with another status has come (its document is printed all
-     the same), or none in time; the reason is on standard error
+  1  a complete reply with another status has come (its document is printed,
+     too), or none in time; the reason is on standard error
   2  the command line is wrong
   3  the URL is unusable
   4  the document cannot be read, or has no element
@@ -109,14 +107,14 @@ void read_command_line(command_line& given, int argc, char** argv) {
          {'v', "show-headers", false, [&](const char*) { given.show_headers = true; }}},
         ULONG_MAX);
     if (given.words.empty() || given.words.size() > 2)
-        fail(tools::usage_error, "a URL and at most one file are wanted; see orv-post --help");
+        fail(tools::usage_error, "a URL and at most one file are expected; see orv-post --help");
     const std::string& url = given.words[0];
     if (url.empty() || url.find(' ') != std::string::npos || tools::has_control(url))
         fail(unusable_url, "unusable URL '" + tools::on_one_line(url.c_str()) +
                                "': it is empty, or has white space or control characters in it");
 }
 
-// Reads the document's own element, behind a declaration and comments.
+// Reads the document's own element, after a declaration and comments.
 void load(xml::root& document, const std::string& path) {
     const bool piped = path == "-";
     const std::string name = piped ? "standard input" : path;
@@ -138,7 +136,7 @@ void load(xml::root& document, const std::string& path) {
         fail(no_document, "there is no element in " + name);
 }
 
-// A declaration reads as an element that holds the rest of the document; it is left out.
+// A declaration reads as an element that contains the rest of the document; it is left out.
 void print(const xml::item& document) {
     if (!document.name)
         return;
@@ -160,12 +158,12 @@ void print_header(const char* mark, const xml::item& header) {
     }
 }
 
-// Such a reply counts as complete with what came together with the end of its header.
+// A reply of unannounced length counts as complete with what came along with the end of its header.
 void warn_if_unannounced(xml::root& reply_header) {
     const xml::item* const coding = reply_header.get("Transfer-Encoding", nullptr);
     if (coding && coding->value && strcasestr(coding->value, "chunked"))
-        tools::warn("warning: the reply is chunked, which is not decoded: it shows with the sizes "
-                    "of its chunks in it, and most of it may be missing");
+        tools::warn("warning: the reply is chunked, which is not decoded: it is printed with "
+                    "its chunk sizes in it, and most of it may be missing");
     else if (!reply_header.is_set("Content-Length"))
         tools::warn("warning: the reply does not announce its length: most of it may be missing");
 }
@@ -179,7 +177,7 @@ int main(int argc, char** argv) {
     load(document, given.words.size() > 1 ? given.words[1] : "-");
 
     str_t reason;
-    // At least one tick, for none would mean not to try at all.
+    // At least one tick, because with none there would be no attempt at all.
     const double ticks = std::ceil(given.seconds * static_cast<double>(sysconf(_SC_CLK_TCK)));
     const int result = ORV::http::request(given.words[0].c_str(), given.header, document,
                                           reply_header, reply, reason, static_cast<long>(ticks));

@@ -1,9 +1,9 @@
 // orv-settings: shows or edits a settings file.
 //
-// It edits as a host does: load, set, save. But a host's texts are its own affair, and those given
-// here are anybody's. A setting is an element of an XML document, and a text that is not escaped
-// can hide every setting behind it. Therefore the changed document is rendered and read back in
-// memory before the file is touched, and has to hold what it held before and what was changed, and
+// It edits as a host does: load, set, save. But a host knows its own texts, and those given here
+// can be anything. A setting is an element of an XML document, and a text that is not escaped can
+// hide every setting after it. Therefore, before the file is touched, the changed document is
+// rendered and read back in memory, and must contain what it contained before and the change, and
 // nothing else.
 #include "common.hpp"
 
@@ -40,12 +40,12 @@ const char help[] =
 
 Commands:
   get    print the text of a setting
-  set    set a setting and save the file; a host that has the file open takes
-         the change over within about a second
-  remove take out a setting, or a section with all that is in it, and save the
+  set    set a setting and save the file; a host that has the file open picks
+         up the change within about a second
+  remove delete a setting, or a section with everything in it, and save the
          file
   list   print a line for each setting: its path, " = ", its text
-  dump   print the document as it is kept in the file
+  dump   print the document as it is in the file
 
 SECTION and KEY are paths: "net/proxy host" is "net proxy/host". Letter case
 does not matter. One of the two may be empty. White space, "=" and ">" cannot
@@ -55,25 +55,25 @@ be part of a name.
 return as \r, a TAB as \t, a backslash as \\ and any other control character in
 hexadecimal, as \x1b. "get" prints the text as it is.
 
-A text is kept in an XML document. Without --text it is kept as it stands, so
-one with markup in it, or with white space at its ends, may not read back: "set"
-refuses it, and whatever else would lose a setting, and leaves the file as it
-is. With --text any text is set, and shown, as the functions ORVSC_SetText and
-ORVSC_GetText do it.
+A text is kept in an XML document. Without --text it is kept as it is, so one
+with markup in it, or with white space at its ends, may not read back: "set"
+refuses it, and anything else that would lose a setting, and leaves the file
+unchanged. With --text any text can be set and shown, as with the functions
+ORVSC_SetText and ORVSC_GetText.
 
-Options stand in front of SECTION; what follows is taken as it is.
+Options come before SECTION; what follows is taken literally.
 
 Options:
   -k, --key-file=FILE   read the key text from the first line of FILE
   -e, --key-env=NAME    take the key text from the environment variable NAME;
                         ORV_SETTINGS_KEY if neither option is given
-  -t, --text            escape the text that is set; decode those that are shown
-  -c, --create          with set: make the file if there is none, or an empty one
+  -t, --text            escape the text that is set; decode texts that are shown
+  -c, --create          with set: make the file if it is missing or empty
   -h, --help            print this text
   -V, --version         print the version
 
-The key text has 32 bytes or more, of which the first 32 count. It is never
-given on the command line, where other users can see it.
+The key text must have at least 32 bytes, of which the first 32 count. It is
+never given on the command line, where other users can see it.
 
 Exit status:
   0  done
@@ -81,9 +81,9 @@ Exit status:
   2  the command line is wrong
   3  there is no such file
   4  not all of the file can be read: wrong key, damaged, cut short, nested too
-     deep, or not a settings file; what can be read is printed all the same
+     deeply, or not a settings file; what can be read is printed anyway
   5  no key, or one shorter than 32 bytes
-  6  set, remove: refused, or the file cannot be written; it is as it was,
+  6  set, remove: refused, or the file cannot be written; it is unchanged
      unless the message says otherwise
   7  the output cannot be written
 
@@ -137,14 +137,14 @@ str_t read_key(const command_line& given) {
     key.resize(std::min(key.size(), key.find_first_of("\r\n")));
     if (key.size() < 32)
         fail(bad_key, "the key in " + source + " has " + std::to_string(key.size()) +
-                          " bytes; it takes 32 at least");
+                          " bytes; it needs at least 32");
     return key.c_str();
 }
 
 enum class content { absent, empty, partly, whole };
 
-// Reads the file. A file is empty for a tenth of a second while another process saves it; what is
-// about to come is waited for.
+// Reads the file. A file is empty for a tenth of a second while another process saves it, so this
+// waits for content that is about to come.
 content load(ORV::sconfig& settings, const std::string& path, const str_t& key) {
     settings.file = path.c_str();
     settings.cipherKey = key;
@@ -159,7 +159,7 @@ content load(ORV::sconfig& settings, const std::string& path, const str_t& key) 
             fail(not_whole, path + " is not a regular file");
         const xml::buffer* const old = settings.doc.buffer;
         const bool whole = settings.readV();
-        const bool deciphered = settings.doc.buffer != old; // something was loaded, whole or not
+        const bool deciphered = settings.doc.buffer != old; // something was loaded, complete or not
         if (whole)
             return content::whole;
         if (stat(path.c_str(), &after) != 0)
@@ -176,14 +176,14 @@ content load(ORV::sconfig& settings, const std::string& path, const str_t& key) 
             return content::partly;
         break;
     }
-    tools::read_first_line(path, not_whole); // ends here if the system does not let us read
+    tools::read_first_line(path, not_whole); // ends here if we may not read it
     if (after.st_size % 16 != 0)
         fail(not_whole, path + " is not a settings file, or was cut short");
     fail(not_whole,
-         path + " does not decipher: the key is wrong, or it is damaged, or no settings file");
+         path + " cannot be deciphered: the key is wrong, or it is damaged or no settings file");
 }
 
-// Reads a file that is to be shown, as far as it can be read. Returns what the tool ends with.
+// Reads a file that is to be shown, as far as it can be read. Returns the exit status.
 int load_to_show(ORV::sconfig& settings, const command_line& given) {
     const std::string& path = given.words[1];
     switch (load(settings, path, read_key(given))) {
@@ -199,8 +199,8 @@ int load_to_show(ORV::sconfig& settings, const command_line& given) {
     }
 }
 
-// The path of a setting. A name that the library would take to end early is refused, for "proxy
-// host" and "proxy port" would be the same setting; and so is the mark of a whole file.
+// The path of a setting. A name that the library would cut is refused, because "proxy host" and
+// "proxy port" would be the same setting; and so is the marker of a whole file.
 std::string path_of(const std::string& section, const std::string& key) {
     std::string path, rest = section + "/" + key + "/";
     for (unsigned long end; (end = rest.find('/')) != std::string::npos; rest.erase(0, end + 1)) {
@@ -212,15 +212,15 @@ std::string path_of(const std::string& section, const std::string& key) {
             path.append(path.empty() ? "" : "/").append(name);
     }
     if (path.empty())
-        fail(tools::usage_error, "SECTION and KEY are both empty; at least one name is wanted");
+        fail(tools::usage_error, "SECTION and KEY are both empty; at least one name is required");
     if (strncasecmp((path + "/").c_str(), "~ORV/", 5) == 0)
         fail(tools::usage_error, std::string(ORV::sconfig::marker) + " marks a whole file, and is "
-                                                                     "no setting");
+                                                                     "not a setting");
     return path;
 }
 
 // Collects the settings at and below an element: the elements that have no others in them. A host
-// nests a few levels; of a file that was made to have very many, the paths alone would be
+// nests a few levels; in a file that was made to have very many, the paths alone would take
 // gigabytes.
 class gathering {
 public:
@@ -230,8 +230,9 @@ public:
         constexpr unsigned long most_levels = 1000, most_bytes = 256 << 20;
         bytes_ += path.size();
         if (depth > most_levels || bytes_ > most_bytes)
-            fail(not_whole, "the settings are nested too deep to be shown; no host made this file");
-        element.is_set(""); // content is parsed when somebody looks for a child
+            fail(not_whole,
+                 "the settings are nested too deeply to be shown; no host made this file");
+        element.is_set(""); // a look-up parses the content
         const std::string text = element.value ? element.value : "";
         if (element.children.count == 0 && path != ORV::sconfig::marker &&
             !(path.empty() && text.empty()))
@@ -253,8 +254,8 @@ std::string without_capitals(std::string text) {
     return text;
 }
 
-// The settings that whoever loads the document from a file will find, sorted. The document's own
-// content stays as it is, parsed or not.
+// The settings that will be found in the document when it is loaded from a file, sorted. The
+// document itself stays as it is, parsed or not.
 std::vector<setting> read_back(const xml::root& document) {
     str_t text;
     document.saveF(text, 0);
@@ -263,7 +264,7 @@ std::vector<setting> read_back(const xml::root& document) {
     gathering all;
     all.add(copy);
     std::vector<setting>& found = all.found;
-    if (!copy.is_set(ORV::sconfig::marker)) // a text that swallows it makes the file count as cut
+    if (!copy.is_set(ORV::sconfig::marker)) // a text swallowed it: the file counts as cut
         found.emplace_back(ORV::sconfig::marker, "missing");
     for (setting& one : found)
         one.first = without_capitals(one.first);
@@ -275,8 +276,8 @@ bool is_below(const std::string& path, const std::string& other) {
     return other.empty() || path.compare(0, other.size() + 1, other + "/") == 0;
 }
 
-// Ends the tool unless the document reads back as what is expected, of which one setting was
-// changed.
+// Ends the tool unless the document reads back as expected; `changed` is the one setting that
+// differs from before.
 void check(const xml::root& document, std::vector<setting> expected, const setting& changed) {
     std::sort(expected.begin(), expected.end());
     const std::vector<setting> found = read_back(document);
@@ -287,18 +288,18 @@ void check(const xml::root& document, std::vector<setting> expected, const setti
                         std::back_inserter(lost));
     for (const setting& one : lost) {
         if (is_below(one.first, changed.first) || is_below(changed.first, one.first))
-            fail(not_saved, "nothing is changed, for this would remove \"" +
+            fail(not_saved, "nothing is changed, because this would remove \"" +
                                 tools::on_one_line(one.first.c_str()) +
                                 "\": no setting can be above or below another");
     }
-    fail(not_saved, "nothing is changed, for \"" + tools::on_one_line(changed.first.c_str()) +
-                        "\" or another setting would not read back as it is: markup in a text, and "
-                        "white space at its ends, do not last (set --text sets any text), nor do "
+    fail(not_saved, "nothing is changed, because \"" + tools::on_one_line(changed.first.c_str()) +
+                        "\" or another setting would not read back as it is: markup in a text and "
+                        "white space at its ends are not kept (set --text sets any text), nor are "
                         "two sections of one name");
 }
 
-// Keeps the others of our kind from the files in a folder while it lives, so that of two changes at
-// the same moment none is lost.
+// While it exists, keeps other runs of this tool from the files in a folder, so that of two changes
+// at the same moment neither is lost.
 class folder_lock {
 public:
     explicit folder_lock(const std::string& file) {
@@ -310,15 +311,15 @@ public:
         folder_ = open(folder.c_str(), O_RDONLY | O_CLOEXEC);
         if (folder_ == -1 && errno == EACCES)
             tools::warn("warning: " + folder +
-                        " cannot be locked, for it may not be listed: of two "
+                        " cannot be locked, because it may not be listed: of two "
                         "changes at the same moment one may be lost");
         if (folder_ == -1)
-            return; // what else is wrong is told when the file is opened
+            return; // anything else is reported when the file is opened
         constexpr int tries = 6000;
         for (int i = 0; flock(folder_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; ++i) {
             if (i == tries)
                 fail(not_saved,
-                     "nothing is changed: for a minute others have kept " + folder + " locked");
+                     "nothing is changed: others have kept " + folder + " locked for a minute");
             usleep(10000);
         }
     }
@@ -330,7 +331,7 @@ private:
     int folder_;
 };
 
-// Saves the document. From the cut of the file to the last byte no signal ends us.
+// Saves the document. While the file is being written no signal ends the tool.
 void save(ORV::sconfig& settings, const std::string& path, bool is_new) {
     const std::string before = is_new ? "" : tools::read_file(path, not_saved);
     sigset_t ends;
@@ -342,28 +343,29 @@ void save(ORV::sconfig& settings, const std::string& path, bool is_new) {
     if (settings.writeV(sysconf(_SC_CLK_TCK)))
         return;
     const std::string why = std::string("cannot write ") + path + ": " +
-                            (errno ? std::strerror(errno) : "it was not let in for a second");
+                            (errno ? std::strerror(errno) : "no attempt succeeded within a second");
     struct stat left;
     if (is_new && lstat(path.c_str(), &left) == 0 && S_ISREG(left.st_mode) && left.st_size == 0)
         std::remove(path.c_str());
     if (!is_new && tools::read_file(path, not_saved) != before)
-        fail(not_saved, why + "; its content could not be put back");
+        fail(not_saved, why + "; its content could not be restored");
     fail(not_saved, why);
 }
 
-// Reads a file that is to be changed, and makes sure of its mark. Returns whether it is new.
+// Reads a file that is to be changed, and adds the marker if it is missing. Returns whether it is
+// new.
 bool load_to_change(ORV::sconfig& settings, const command_line& given, bool may_create) {
     const std::string& file = given.words[1];
     const content held = load(settings, file, read_key(given));
     const std::string hint = may_create ? "; --create makes it" : "";
     if (held == content::partly)
         fail(not_whole, file + " is damaged or was cut short, and saving would lose the rest: move "
-                               "it away, and set what \"list\" can read of it in a new one");
+                               "it away, and set in a new one what \"list\" can read of it");
     if (held == content::absent && !(may_create && given.create))
         fail(no_file, "there is no " + file + hint);
     if (held == content::empty && !(may_create && given.create))
         fail(not_whole,
-             file + " is empty" + (may_create ? "; --create makes a settings file of it" : ""));
+             file + " is empty" + (may_create ? "; --create turns it into a settings file" : ""));
     bool created;
     settings.doc.get(nullptr, ORV::sconfig::marker, created);
     return held == content::absent;
@@ -392,7 +394,7 @@ int set(const command_line& given) {
     const std::string text =
         given.text ? xml::escape(given.words[4].c_str()).c_str() : given.words[4];
     if (given.text && path.find_first_of("<\"'") != path.npos)
-        fail(tools::usage_error, "with --text there is no quote and no \"<\" in a name");
+        fail(tools::usage_error, "with --text a name has no quote and no \"<\" in it");
     const folder_lock lock(file);
     ORV::sconfig settings;
     const bool is_new = load_to_change(settings, given, true);
@@ -456,7 +458,7 @@ int list(const command_line& given) {
 
 int dump(const command_line& given) {
     if (given.text)
-        fail(tools::usage_error, "\"dump\" prints what is in the file; --text goes with \"list\"");
+        fail(tools::usage_error, "\"dump\" prints what is in the file; use --text with \"list\"");
     ORV::sconfig settings;
     const int status = load_to_show(settings, given);
     str_t text;
@@ -482,11 +484,11 @@ int main(int argc, char** argv) {
         if (given.words.empty() || given.words[0] != command.name)
             continue;
         if (given.words.size() != command.words)
-            fail(tools::usage_error,
-                 "too few or too many words for " + given.words[0] + "; see orv-settings --help");
+            fail(tools::usage_error, "too few or too many arguments for " + given.words[0] +
+                                         "; see orv-settings --help");
         if (given.words[1].empty())
             fail(tools::usage_error, "no file is named");
         return command.run(given);
     }
-    fail(tools::usage_error, "a command is wanted: get, set, remove, list or dump; see --help");
+    fail(tools::usage_error, "a command is required: get, set, remove, list or dump; see --help");
 }
