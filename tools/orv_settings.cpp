@@ -39,13 +39,13 @@ const char help[] =
 )" ORV_TOOL_PURPOSE R"(.
 
 Commands:
-  get    print the text of a setting
-  set    set a setting and save the file; a host that has the file open picks
-         up the change within about a second
-  remove delete a setting, or a section with everything in it, and save the
-         file
-  list   print a line for each setting: its path, " = ", its text
-  dump   print the document as it is in the file
+  get     print the text of a setting
+  set     set a setting and save the file; a host that has the file open picks
+          up the change within about a second
+  remove  delete a setting, or a section with everything in it, and save the
+          file
+  list    print a line for each setting: its path, " = ", its text
+  dump    print the document as it is in the file
 
 SECTION and KEY are paths: "net/proxy host" is "net proxy/host". Letter case
 does not matter. One of the two may be empty. White space, "=" and ">" cannot
