@@ -1,5 +1,5 @@
-// A host that looks below an element before it knows whether that is there. An optimiser that was
-// not told better takes the call for proof that it is, and drops the test behind it.
+// A host that looks below an element before it knows whether the element exists. Without the option
+// for null receivers an optimiser takes the call as proof that it does, and drops the check after it.
 #include <orv/orv.hpp>
 
 #include <cstdio>
