@@ -1,5 +1,6 @@
 // A host that looks below an element before it knows whether the element exists. Without the option
-// for null receivers an optimiser takes the call as proof that it does, and drops the check after it.
+// for null receivers an optimiser takes the call as proof that it does, and drops the check after
+// it.
 #include <orv/orv.hpp>
 
 #include <cstdio>
