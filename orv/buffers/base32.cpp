@@ -27,7 +27,7 @@ constexpr buffers::decoding_table decoding() {
 
 constexpr buffers::decoding_table values = decoding();
 
-// Not the rule of RFC 4648, where four values give two bytes: codes that were given out are read by
+// Not the rule of RFC 4648, by which four values give two bytes: codes already issued are read by
 // this one.
 constexpr unsigned char leftover[] = {0, 1, 1, 2, 3, 3, 4, 5};
 
@@ -37,7 +37,7 @@ str_t str_t::base32code(const char* data, unsigned long size, unsigned long grou
     str_t result;
     if (!data || size == 0)
         return result;
-    const char between[] = {separator, '\0'}; // nothing for a zero separator
+    const char between[] = {separator, '\0'}; // empty for a zero separator
     const unsigned long tail_bits = size % 5 * 8;
     const unsigned long whole =
         buffers::checked(size) / 5 * 8 + tail_bits / 5; // characters of five bits each
@@ -54,8 +54,8 @@ str_t str_t::base32code(const char* data, unsigned long size, unsigned long grou
         unsigned long left = tail_bits;
         for (; left >= 5; left -= 5)
             out.put(conv[bits >> (left - 5) & 31]);
-        // The character of the last bits is never preceded by a separator, even behind a full
-        // group. This asymmetry is part of the format.
+        // The character of the last bits is never preceded by a separator, even after a full group.
+        // This asymmetry is part of the format.
         out.put_unseparated(conv[bits << (5 - left) & 31]);
     }
     return result;

@@ -24,8 +24,8 @@ constexpr buffers::decoding_table decoding() {
 
 constexpr buffers::decoding_table values = decoding();
 
-// A single value is not enough for a byte and yields one all the same: text that lost its end is
-// read as far as it goes.
+// A single value is not enough for a byte but yields one all the same: truncated text is decoded as
+// far as it goes.
 constexpr unsigned char leftover[] = {0, 1, 1, 2};
 
 } // namespace

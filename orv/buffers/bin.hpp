@@ -11,12 +11,12 @@ class bin_appender;
 // A byte string of any length, zeros included, in a shared block that is copied when written to.
 //
 // Sharing, growth, threads and errors are those of `str_t`, with these differences: the smallest
-// declared capacity is 256, every block has 2304 bytes more behind its capacity, and no terminator
+// declared capacity is 256, every block has 2304 more bytes beyond its capacity, and no terminator
 // is kept.
 class ORV_API bin_t {
 public:
     struct ORV_API binbuf_t : buffers::block_header<binbuf_t> {
-        // Returns a block to the heap; the `release` of every block made here. Null is ignored.
+        // Frees a block; the `release` of every block made here. Null is ignored.
         static void free(binbuf_t* block);
     };
     using place = buffers::indexed<bin_t>;
@@ -33,24 +33,24 @@ public:
     // The bytes; never null, and not terminated. Valid until the next write.
     const char* data() const { return block_ ? block_->data() : ""; }
     unsigned long length() const { return block_ ? block_->length : 0; }
-    // The declared room of the block; 0 without a block.
+    // The declared capacity of the block; 0 without a block.
     unsigned long capacity() const { return block_ ? block_->capacity : 0; }
     bool empty() const { return length() == 0; }
     // Drops the block.
     void clear();
 
-    // The byte at `index`; 0 at and behind the length.
+    // The byte at `index`; 0 at or beyond the length.
     char operator[](unsigned long index) const {
         return index < length() ? block_->data()[index] : '\0';
     }
-    // The same for reading and writing. A write at or behind the length does nothing.
+    // The same for reading and writing. A write at or beyond the length does nothing.
     place operator[](unsigned long index) { return place(*this, index); }
     void put(unsigned long index, char c);
 
-    // Appends one byte, zero included: of a number the low eight bits.
+    // Appends one byte, which may be zero; of a number, the low eight bits.
     template <class Byte>
     bin_t& add(Byte byte);
-    // Appends `count` bytes, which may be our own; null changes nothing.
+    // Appends `count` bytes, which may be this string's own; null changes nothing.
     bin_t& append(const char* bytes, unsigned long count);
 
     // The bytes in reverse order, as a new byte string.

@@ -14,19 +14,19 @@ struct bin_traits : value_traits<bin_t::binbuf_t, 256> {
 
 using bin_room = room<bin_traits>;
 
-// Appends short runs of bytes in a loop of the library, without a call for each.
+// For loops of the library that append short runs of bytes: there is no call for each run.
 class bin_appender {
 public:
     explicit bin_appender(bin_t& to) : block_(to.block_) {}
 
-    // Appends the first `count` of 16 bytes. All are copied, the rest into the spare bytes at
+    // Appends the first `count` of 16 bytes. All 16 are copied, the surplus into the spare bytes at
     // worst.
     void append(const unsigned char* bytes, unsigned long count) {
         if (count > 0)
             bin_room::extend(block_, count, [=](char* end) { std::memcpy(end, bytes, 16); });
     }
 
-    // The bytes, once there are any, until the next run.
+    // The bytes, if there are any; valid until the next append.
     unsigned char* bytes() { return reinterpret_cast<unsigned char*>(block_->data()); }
 
 private:

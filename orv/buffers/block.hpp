@@ -15,23 +15,23 @@ namespace buffers {
 // block type (and a release function) of its own.
 template <class Block>
 struct block_header {
-    void (*release)(Block*); // returns the block to the heap when its last reference goes
-    unsigned long length;    // bytes held, a terminator not counted
-    unsigned long capacity;  // bytes of room behind the header
-    long refs;               // handles that point here; a plain counter, not for two threads
+    void (*release)(Block*); // frees the block when its last reference is dropped
+    unsigned long length;    // bytes held, without the terminator
+    unsigned long capacity;  // bytes of room after the header
+    long refs;               // handles that point here; a plain counter, not thread-safe
 
     char* data() { return reinterpret_cast<char*>(this + 1); }
     const char* data() const { return reinterpret_cast<const char*>(this + 1); }
 };
 
-// One place of a buffer that is read or written by index: reading leaves a shared block shared,
-// and only an assignment makes it private.
+// One byte of a buffer, read or written by index: reading leaves a shared block shared, and only an
+// assignment makes it private.
 template <class Buffer>
 class indexed {
 public:
     indexed(Buffer& buffer, unsigned long index) : buffer_(buffer), index_(index) {}
-    // Written out, so that Clang refuses one for a variable argument, as of `printf`; GCC passes
-    // it, and only its check of formats (-Wformat) tells.
+    // Written out, so that Clang rejects it as a variadic argument, as in `printf`; GCC accepts it,
+    // and only its format check (-Wformat) warns.
     indexed(const indexed& other) : buffer_(other.buffer_), index_(other.index_) {} // NOLINT
     operator char() const { return static_cast<const Buffer&>(buffer_)[index_]; }
     indexed& operator=(char c) {

@@ -1,13 +1,13 @@
 // What the base64 and base32 codecs share. Not installed.
 //
 // Both cut a bit stream into values of a few bits and write each value as a character of an
-// alphabet. The fewest bytes that are a whole number of values make a group: three bytes, four
-// characters in base64; five bytes, eight characters in base32. Groups that have nothing in between
-// (no separator, no blank) are moved by a plain inner loop; everything else goes through one
-// character at a time.
+// alphabet. The fewest bytes that make a whole number of values form a group: three bytes or four
+// characters in base64, five bytes or eight characters in base32. Groups that nothing interrupts
+// (no separator, no blank) are converted by a plain inner loop, everything else one character at a
+// time.
 //
-// The result is written to a block that is made once, with the capacity that it would have reached
-// had it been appended byte by byte.
+// The result is written to a block that is allocated once, with the capacity that it would have
+// reached had the result been appended byte by byte.
 #pragma once
 
 #include <algorithm>
@@ -17,14 +17,14 @@
 
 namespace buffers {
 
-// The block of `length` bytes that appending them one by one leaves behind, but for the bytes
-// themselves; null for no bytes.
+// The block that appending `length` bytes one by one would leave, except for the bytes themselves;
+// null if there are none.
 template <class Room>
 typename Room::block* make_appended(unsigned long length) {
     if (length == 0)
         return nullptr;
     unsigned long capacity = Room::capacity_for(nullptr, 1);
-    while (capacity <= length + 1) // the room rule replaces a block for `capacity` - 1 bytes
+    while (capacity <= length + 1) // at `capacity` - 1 bytes a block is outgrown
         capacity = Room::capacity_for(nullptr, capacity - 1);
     typename Room::block* made = Room::make(capacity);
     made->length = length;
@@ -51,17 +51,17 @@ struct codec_group {
     }
 };
 
-// Writes characters with a separator before each that follows `line` characters without one.
+// Writes characters, with a separator between runs of `line` of them.
 template <unsigned Bits>
 class encoder {
 public:
-    // `to` has room for all that will be written. `line` 0 gives one line without separators;
-    // `separator` may be empty.
+    // `to` must have room for everything that will be written. `line` 0 gives one line without
+    // separators; `separator` may be empty.
     encoder(char* to, const char* alphabet, unsigned long line, const char* separator)
         : to_(to), alphabet_(alphabet), separator_(separator), line_(line),
           left_(line ? line : ~0ul) {}
 
-    // Writes all whole groups of the data, and steps over them.
+    // Writes all whole groups of the data and advances past them.
     void groups(const unsigned char*& data, unsigned long& size) {
         while (size >= group::bytes) {
             unsigned long run = std::min(size / group::bytes, left_ / group::values);
@@ -128,7 +128,7 @@ struct decoding_table {
     constexpr void set(char c, unsigned char value) { of[static_cast<unsigned char>(c)] = value; }
 };
 
-// Decodes whole groups up to the first with a character that is no value, and steps over them.
+// Decodes whole groups up to the first with a character that is not a value; advances past them.
 template <unsigned Bits>
 void decode_groups(const unsigned char*& text, const unsigned char* end, char*& to,
                    const decoding_table& table) {
@@ -153,9 +153,9 @@ void decode_groups(const unsigned char*& text, const unsigned char* end, char*& 
     to = out;
 }
 
-// Decodes `text`, which may be null, into `held`, which is null; it stays null for no bytes, and
-// when a bad character was met. At the end a group of k values is completed with zero values and
-// gives `leftover[k]` bytes.
+// Decodes `text`, which may be null, into `held`, which must be null and stays so if there are no
+// bytes or a bad character is met. An incomplete group of k values at the end is padded with zero
+// values and gives `leftover[k]` bytes.
 template <unsigned Bits, class Room>
 void decode(typename Room::block*& held, const char* text, const decoding_table& table,
             const unsigned char* leftover) {
@@ -163,7 +163,7 @@ void decode(typename Room::block*& held, const char* text, const decoding_table&
     const unsigned long characters = text ? std::strlen(text) : 0;
     const unsigned char* at = reinterpret_cast<const unsigned char*>(text);
     const unsigned char* const end = at + characters;
-    // As many bytes as there are if every character is a value.
+    // The number of bytes if every character is a value.
     held = make_appended<Room>(characters / group::values * group::bytes +
                                leftover[characters % group::values]);
     if (!held)

@@ -2,15 +2,15 @@
 #ifndef ORV_BUFFERS_EXPORT_H
 #define ORV_BUFFERS_EXPORT_H
 
-/* Everything in the library is hidden but what carries this mark. */
+/* Everything in the library is hidden except what carries this attribute. */
 #define ORV_API __attribute__((__visibility__("default")))
-/* A member of a class that carries it, which is no part of what the library exports. */
+/* Keeps one member of an exported class hidden. */
 #define ORV_LOCAL __attribute__((__visibility__("hidden")))
 
-/* Has the compiler check the arguments of a printf-like function: the 1-based position of the
-   format, and that of the first argument it formats (0 where a va_list is taken). */
+/* Makes the compiler check the arguments of a printf-like function, given the 1-based positions of
+   the format and of the first argument it formats (0 if the function takes a va_list). */
 #define ORV_PRINTF(text, first) __attribute__((__format__(__printf__, text, first)))
 
-struct orv_export; /* so that this header alone is a source in C, which has to declare something */
+struct orv_export; /* makes this header valid C on its own: a C source must declare something */
 
 #endif

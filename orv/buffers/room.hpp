@@ -3,12 +3,12 @@
 // What differs from one kind of handle to another is given by a `Traits` type:
 //
 //     block                      the block type: `length`, `capacity`, `refs`, `data()`
-//     spare                      bytes behind the capacity, of which growth takes no account
+//     spare                      bytes beyond the capacity, which growth ignores
 //     terminated                 whether a zero byte follows the data
 //     fits(block, total)         whether a private block is written in place to hold `total` bytes
-//     capacity_for(old, total)   of the block that replaces `old`, which may be null
-//     begin(block)               fills in what else is in a new block
-//     release(block)             lets go of one reference
+//     capacity_for(old, total)   the capacity of the block that replaces `old` (may be null)
+//     begin(block)               fills in the other fields of a new block
+//     release(block)             drops one reference
 #pragma once
 
 #include <orv/buffers/block.hpp>
@@ -34,15 +34,15 @@ struct room : Traits {
         return made;
     }
 
-    // The block to write into so that it holds `total` bytes: `old` itself where it is private and
-    // roomy, else a new one with the old bytes in it. The caller writes, then `adopt`s the block;
-    // till then `old` lives on, so that what is written may come from it.
+    // The block to write into so that it holds `total` bytes: `old` itself if it is private and has
+    // room, otherwise a new one with a copy of the old bytes. The caller writes, then `adopt`s the
+    // block; until then `old` stays valid, so that the bytes written may come from it.
     static block* need(block* old, unsigned long total) {
         if (old && old->refs <= 1 && Traits::fits(old, total))
             return old;
         block* made = make(Traits::capacity_for(old, total));
         if (old && old->length > 0) {
-            std::memcpy(made->data(), old->data(), old->length + 1); // and the byte behind
+            std::memcpy(made->data(), old->data(), old->length + 1); // and one more
             made->length = old->length;
         } else {
             made->data()[0] = 0;
@@ -50,7 +50,7 @@ struct room : Traits {
         return made;
     }
 
-    // Lets `held` point at `next`, releasing what it pointed at if that is another block.
+    // Points `held` at `next` and drops the block it pointed at, unless that is the same.
     static void adopt(block*& held, block* next) {
         if (next == held)
             return;
@@ -64,7 +64,7 @@ struct room : Traits {
         return held;
     }
 
-    // Lets `held` share another block in place of its own; the two may be the same.
+    // Makes `held` share another block in place of its own; the two may be the same.
     static void share_instead(block*& held, block* other) {
         block* const next = share(other);
         drop(held);
@@ -83,7 +83,7 @@ struct room : Traits {
             at->data()[at->length] = 0;
     }
 
-    // Makes `held` longer by `count` bytes, which `write` puts where it is told.
+    // Extends `held` by `count` bytes, which `write` stores at the address it is given.
     template <class Write>
     static void extend(block*& held, unsigned long count, Write write) {
         const unsigned long length = held ? held->length : 0;
@@ -94,7 +94,7 @@ struct room : Traits {
         adopt(held, to);
     }
 
-    // The bytes may be those of `held`, and the terminator behind them.
+    // The bytes may be those of `held`, its terminator included.
     static void append(block*& held, const char* bytes, unsigned long count) {
         if (bytes && count > 0)
             extend(held, count, [=](char* end) { std::memmove(end, bytes, count); });
@@ -104,7 +104,7 @@ struct room : Traits {
         extend(held, 1, [=](char* end) { *end = byte; });
     }
 
-    // Writes a byte in place; behind the length there is no place, and nothing happens.
+    // Overwrites one byte; at or beyond the length, does nothing.
     static void put(block*& held, unsigned long index, char byte) {
         if (!held || index >= held->length)
             return;
@@ -112,7 +112,7 @@ struct room : Traits {
         held->data()[index] = byte;
     }
 
-    // The bytes of `from` in reverse order, in a block of their own; null for no bytes.
+    // The bytes of `from` in reverse order, in a block of their own; null if there are none.
     static block* reversed(const block* from) {
         if (!from || from->length == 0)
             return nullptr;
@@ -136,14 +136,14 @@ template <class Block, unsigned long Smallest>
 struct value_traits {
     using block = Block;
 
-    // The test is strict on purpose: a block is reused only if a byte stays free behind the
-    // terminator.
+    // The test is strict on purpose: a block is reused only if a byte after the terminator stays
+    // free.
     static bool fits(const block* at, unsigned long total) { return at->capacity > total + 1; }
 
     static unsigned long capacity_for(const block* old, unsigned long total) {
-        // An empty old block counts as nothing to grow from, however much is appended: it is
-        // replaced by the smallest block, or by just the room that is needed where that is more.
-        // Texts that are emptied and used again stay small by it.
+        // An empty old block is not grown from, however much is appended: it is replaced by the
+        // smallest block, or by one with just the room that is needed if that is more. This keeps
+        // texts that are emptied and reused small.
         if (old && old->length == 0)
             return total + 1 > Smallest ? total + 1 : Smallest;
         const unsigned long base = total + total / 2;

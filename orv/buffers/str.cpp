@@ -17,7 +17,7 @@ str_t::str_t(const str_t& other) : block_(str_room::share(other.block_)) {}
 str_t::~str_t() { str_room::drop(block_); }
 
 str_t& str_t::operator=(const char* text) {
-    str_t copy(text); // first, for the text may be our own
+    str_t copy(text); // first, as the text may be our own
     return *this = std::move(copy);
 }
 
@@ -66,7 +66,7 @@ str_t& str_t::addprintf(const char* format, ...) {
     const int formatted = std::vsnprintf(end, limit, format, arguments);
     va_end(arguments);
 
-    // One pass only: what did not fit has been cut, and only what is there is counted.
+    // One pass only: what did not fit has been cut, and only what was written is counted.
     if (formatted > 0) {
         const unsigned long wanted = static_cast<unsigned long>(formatted);
         to->length = old_length + (wanted < limit ? wanted : limit - 1);

@@ -4,28 +4,28 @@
 #include <orv/buffers/block.hpp>
 #include <orv/buffers/export.h>
 
-// A byte string of any length, without a character set (UTF-8 passes through).
+// A byte string of any length, in no particular character set (UTF-8 passes through).
 //
-// Zeros: `append` with a length, `addprintf` with %c and indexed writes put them in, and `reverse`,
-// copies, `length` and comparison keep them; what takes or gives text as a `const char*` ends at
-// the first.
+// Zeros: `append`, `addprintf` with %c and indexed writes can store them, and `reverse`, copies,
+// `length` and comparison keep them; whatever takes or returns text as a `const char*` ends at the
+// first.
 //
 // A copy shares the block and costs one increment; the first write through either copy makes a
 // private one. An empty string that was never written has no block.
 //
-// Room: the smallest block has room for 2560 bytes; the one that takes the place of another has
-// room for half as much again as it is to hold. Only in the place of an empty block, which is
-// shared or too small, it is the smallest, or has just the room that is needed, if that is more. A
-// block is written in place only while a byte stays free behind the terminator.
+// Room: a block is made with room for half as much again as it is to hold, and at least 2560 bytes.
+// One that replaces an empty block, which is shared or too small, has just the room that is needed
+// instead, and at least 2560 bytes. A block is written in place only while a byte after the
+// terminator stays free.
 //
-// Threads: none. The reference count is a plain counter, so two strings that share a block belong
-// to one thread. Errors: none are reported; null arguments are empty text. If memory runs out the
-// allocator's exception passes through and the string is as it was; so does
-// `std::bad_array_new_length` for a length that cannot be added to what is there.
+// Threads: not thread-safe. The reference count is a plain counter, so strings that share a block
+// must belong to one thread. Errors: none are reported; null arguments count as empty text. If
+// memory runs out, the allocator's exception propagates and the string is unchanged; so does
+// `std::bad_array_new_length` for a length that cannot be added to the present one.
 class ORV_API str_t {
 public:
     struct ORV_API strbuf_t : buffers::block_header<strbuf_t> {
-        // Returns a block to the heap; the `release` of every block made here. Null is ignored.
+        // Frees a block; the `release` of every block made here. Null is ignored.
         static void free(strbuf_t* block);
     };
     using place = buffers::indexed<str_t>;
@@ -36,8 +36,8 @@ public:
     str_t(str_t&& other) noexcept : block_(other.block_) { other.block_ = nullptr; }
     ~str_t();
 
-    // Takes a copy of `text`, then drops the old text: `text` may point into this very string,
-    // which stays as it was if there is no memory. Null or empty text leaves no block.
+    // Copies `text`, then drops the old text: `text` may point into this very string, which is
+    // unchanged if memory runs out. Null or empty text leaves no block.
     str_t& operator=(const char* text);
     // Shares the other's block, then drops the old text; a move leaves the other empty.
     str_t& operator=(const str_t& other);
@@ -52,31 +52,31 @@ public:
     // Drops the block.
     void clear();
 
-    // The byte at `index`; 0 at and behind the length.
+    // The byte at `index`; 0 at or beyond the length.
     char operator[](unsigned long index) const {
         return index < length() ? block_->data()[index] : '\0';
     }
-    // The same for reading and writing. A write at or behind the length does nothing.
+    // The same for reading and writing. A write at or beyond the length does nothing.
     place operator[](unsigned long index) { return place(*this, index); }
     void put(unsigned long index, char c);
 
-    // Appends one byte; a zero is ignored, so that nobody appends a terminator by mistake.
+    // Appends one byte; a zero is ignored, so that no terminator is appended by mistake.
     str_t& add(char c);
     // Appends text; null or empty text changes nothing.
     str_t& operator<<(const char* text);
-    // Appends `count` bytes, zeros included, which may be our own with their terminator; null
+    // Appends `count` bytes, zeros included; they may be this string's own and its terminator. Null
     // changes nothing.
     str_t& append(const char* bytes, unsigned long count);
-    // Appends formatted text in one pass. The room it is given is 4 bytes for each byte of the
-    // format and 1024 more, or what the block has free if that is more; a longer piece is cut
-    // there. The arguments must not point into this string.
+    // Appends formatted text in one pass. Its room is 4 bytes for each byte of the format and 1024
+    // more, or what is free in the block if that is more; longer text is cut there. The arguments
+    // must not point into this string.
     str_t& addprintf(const char* format, ...) ORV_PRINTF(2, 3);
 
     // The bytes in reverse order, as a new string.
     str_t reverse() const;
 
     // Base64 (RFC 4648, padded) of `size` bytes, with CR LF between every `line` characters of
-    // output; `line` 0 gives one line. Never a break at the end. Null `data` gives an empty
+    // output; `line` 0 gives one line. There is no break at the end. Null `data` gives an empty
     // string.
     static str_t base64code(const char* data, unsigned long size, unsigned long line);
     // Base32 (RFC 4648 alphabet, unpadded) of `size` bytes, with `separator` between every `group`

@@ -1,5 +1,5 @@
-// `stream<0>` by the room rule, which it shares with text and bytes but for its own ways of
-// choosing a capacity and of letting a block go; and the time of the other streams.
+// `stream<0>`, which follows the room rule of text and bytes except in how it chooses a capacity
+// and how it releases a block; and the formatting of times for the other streams.
 #include <orv/buffers/stream.hpp>
 
 #include <orv/buffers/room.hpp>
@@ -16,7 +16,7 @@ struct stream_traits {
     static constexpr unsigned long spare = 4;
     static constexpr bool terminated = true;
 
-    // Room for the text and its terminator is enough here, unlike with text and bytes.
+    // Room for the text and its terminator is enough here, unlike in text and bytes.
     static bool fits(const block* at, unsigned long total) { return at->capacity >= total + 1; }
 
     static unsigned long capacity_for(const block* old, unsigned long total) {
@@ -28,8 +28,8 @@ struct stream_traits {
 
     static void begin(block*) {}
 
-    // The block goes back only if its count was 0 already, so that one that was never shared stays
-    // allocated. This is the contract of the type and is kept.
+    // Frees the block only if its count was 0 already, so that the last holder leaves it allocated.
+    // This is the contract of the type and is kept.
     static void release(block* left) {
         if (left->refs-- == 0)
             delete[] reinterpret_cast<char*>(left);
@@ -49,7 +49,7 @@ void stream_reuse::reserve(stream<0>& text, unsigned long bytes) {
     if (text.capacity() >= bytes)
         return;
     stream<0>::block* const outgrown = text.block_;
-    // A stream makes its blocks half as large again as it is asked for: two thirds are asked for.
+    // A stream makes its blocks half as large again as requested, so two thirds are requested.
     text.need(std::max(bytes - bytes / 3, text.capacity() + 1));
     if (outgrown)
         stream_traits::release(outgrown);

@@ -11,15 +11,15 @@ namespace buffers {
 struct stream_traits;
 struct stream_reuse;
 
-// Puts the local time `t` (seconds since the epoch, 0 for now) formatted by `strftime` in `to`, and
-// returns its length: 0 for a null format, and for a time that takes more than 99 characters.
+// Writes the local time `t` (seconds since the epoch, 0 for now), formatted by `strftime`, to `to`
+// and returns its length: 0 for a null format or a result of more than 99 characters.
 ORV_API unsigned long format_time(char (&to)[100], long t, const char* format);
 
 } // namespace buffers
 
 // `stream<N>` for N > 0: text in N bytes inside the object, terminator included. It never
-// allocates, and cuts what would pass N - 1 characters without notice; made for short lines built
-// on the stack. Any N will do. 0 is another type, below.
+// allocates, and silently cuts what exceeds N - 1 characters; it is made for short lines built on
+// the stack. Any N will do; 0 is another type, below.
 //
 // Threads: one at a time. Errors: none.
 template <unsigned long N>
@@ -48,14 +48,14 @@ public:
         text_[length_] = 0;
         return *this;
     }
-    // Numbers are printed by `stream<0>`; here one would be taken for a character, so there is
-    // none.
+    // Only `stream<0>` formats numbers; here one would be taken for a character, so none is
+    // accepted.
     template <class Number, class = std::enable_if_t<std::is_arithmetic<Number>::value ||
                                                      std::is_enum<Number>::value>>
     stream& add(Number) = delete;
-    // Appends the local time `t` (seconds since the epoch, 0 for now) formatted by `strftime`. A
-    // time of more than 99 characters is left out as a whole; one of up to 99 that does not fit is
-    // cut like any other text. Null changes nothing.
+    // Appends the local time `t` (seconds since the epoch, 0 for now), formatted by `strftime`. A
+    // result of more than 99 characters is left out entirely; one of up to 99 that does not fit is
+    // cut like any other text. A null format changes nothing.
     stream& addtime(long t, const char* format) {
         char formatted[100];
         return add(formatted, buffers::format_time(formatted, t, format));
@@ -72,16 +72,16 @@ private:
 //     | length | capacity | refs | capacity bytes     | 4 bytes |
 //     +--------+----------+------+--------------------+---------+
 //
-// What a caller must know: a holder that lets a block go decrements its count, and the block goes
-// back to the heap only if the count was 0 already. A new block starts at 1, so no block goes back,
-// shared or not: each that its last holder drops, and each that is outgrown, stays allocated for
-// the life of the process. This is the contract of the type and is kept. Use few streams, ask for
-// the room at once with `need`, and `clear` a stream to use it again rather than make another. (The
-// web-service client keeps its streams from one request to the next.)
+// What a caller must know: a holder that drops a block decrements its count, and the block is freed
+// only if the count was 0 already. A new block starts at 1, so no block is freed, shared or not:
+// each that its last holder drops, and each that is outgrown, stays allocated for the life of the
+// process. This is the contract of the type and is kept. Use few streams, request the room at once
+// with `need`, and `clear` a stream to reuse it rather than make another. (The web-service client
+// keeps its streams from one request to the next.)
 //
-// Threads: none, the count is a plain counter. Errors: none are reported. If memory runs out the
-// allocator's exception passes through and the stream is as it was; so does
-// `std::bad_array_new_length` for a length that cannot be added to what is there.
+// Threads: not thread-safe, as the count is a plain counter. Errors: none are reported. If memory
+// runs out, the allocator's exception propagates and the stream is unchanged; so does
+// `std::bad_array_new_length` for a length that cannot be added to the present one.
 template <>
 class ORV_API stream<0> {
 public:
@@ -90,7 +90,7 @@ public:
     stream(stream&& other) noexcept : block_(other.block_) { other.block_ = nullptr; }
     ~stream();
     stream& operator=(const stream& other);
-    // Leaves the other empty, with the block that was ours unless that is shared.
+    // Leaves the other empty; it keeps this stream's old block unless that is shared.
     stream& operator=(stream&& other) noexcept;
 
     // The text, terminated; never null: "" without a block. Valid until the next write.
@@ -101,11 +101,11 @@ public:
     // Empties the text. The block is kept for the next text unless it is shared.
     void clear();
 
-    // Makes sure of a private block with room for `n` bytes, terminator included; 0 asks only that
-    // the present text be private.
+    // Ensures a private block with room for `n` bytes, terminator included; 0 only makes the
+    // present text private.
     void need(unsigned long n);
 
-    // Null text changes nothing, with a length or without. The bytes may be our own.
+    // Null text changes nothing, with a length or without. The bytes may be this stream's own.
     stream& add(const char* text) { return text ? add(text, std::strlen(text)) : *this; }
     stream& add(char c) { return add(&c, 1); }
     stream& add(const char* bytes, unsigned long count);

@@ -1,7 +1,7 @@
-// Streams that are used again and again. Not installed.
+// Streams that are reused. Not installed.
 //
-// A stream that lets its block go leaves it allocated, with a count of 0: that is the contract of
-// the type. Whoever still knows the block may let it go once more, and then it goes to the heap.
+// A stream that drops its block leaves it allocated, with a count of 0: that is the contract of the
+// type. Code that still knows the block may drop it once more, and then it is freed.
 #pragma once
 
 #include <orv/buffers/stream.hpp>
@@ -10,14 +10,13 @@ namespace buffers {
 
 struct stream_reuse {
     // Makes room for `bytes`, terminator included, in a stream that shares its block with no other.
-    // A new block has just that room, or half as much again as the one that it replaces, if that is
-    // more; the old one goes to the heap.
+    // A new block has just that room, or half as much again as the one it replaces, if that is
+    // more; the old one is freed.
     static void reserve(stream<0>& text, unsigned long bytes);
-    // Puts bytes in the place of others, all of which are there, in such a stream.
+    // Overwrites bytes of such a stream, all of which must exist.
     static void overwrite(stream<0>& text, unsigned long at, const char* bytes,
                           unsigned long count);
-    // Leaves the stream, which shares its block with no other, without a block: that goes to the
-    // heap.
+    // Frees the block of such a stream and leaves the stream without one.
     static void free(stream<0>& text);
 };
 
