@@ -1,8 +1,8 @@
 // The arithmetic: schoolbook multiplication, and powers by squaring from the lowest bit of the
-// exponent up. Division is in a source of its own.
+// exponent up. Division has a source file of its own.
 //
-// The work is done on plain arrays of limbs in scratch memory that is sized before the first step;
-// what comes out is then put into a block.
+// The work is done on plain arrays of limbs in scratch memory that is allocated before the first
+// step; the result is then copied into a block.
 #include <orv/bigint/ubigint.hpp>
 
 #include <orv/bigint/division.hpp>
@@ -16,12 +16,12 @@ using bigint::limb_t;
 
 namespace {
 
-// Multiplies halves of limbs, so that a product has 32 bits: those that meet in the same place are
-// summed, with room for 2^32 of them, and the carries are passed on at last.
+// Multiplies halves of limbs, so that a product has 32 bits: the products of one place are summed,
+// with room for 2^32 of them, and carries are propagated at the end.
 class multiplication {
 public:
-    // Puts a * b in `to`, which has room for a_count + b_count limbs, and returns the limbs in use:
-    // one for each pair that meets there, and one more if a carry is left.
+    // Writes a * b to `to`, which has room for a_count + b_count limbs, and returns how many are in
+    // use: all, or one less if the top one is zero; none if a factor has none.
     unsigned long operator()(limb_t* to, const limb_t* a, unsigned long a_count, const limb_t* b,
                              unsigned long b_count) {
         if (a_count == 0 || b_count == 0)
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    // Adds the products with both halves of a limb; those with the high half go one place further.
+    // Adds the products with both halves of a limb; those with the high half go one place higher.
     void add_row(std::uint64_t* row, limb_t limb) {
         const limb_t low = limb & 0xffff;
         const limb_t high = limb >> 16;
@@ -54,7 +54,7 @@ private:
             row[j] += std::uint64_t{low * halves_[j + 1]} + high * halves_[j];
     }
 
-    std::vector<limb_t> halves_; // and a zero at both ends
+    std::vector<limb_t> halves_; // with a zero at both ends
     std::vector<std::uint64_t> sums_;
 };
 
@@ -65,7 +65,7 @@ bool is_below(const limb_t* a, const limb_t* b, unsigned long count) {
     return false;
 }
 
-// Subtracts in place and returns the borrow that is left.
+// Subtracts in place and returns the final borrow.
 limb_t subtract(limb_t* from, const limb_t* other, unsigned long count) {
     limb_t borrow = 0;
     for (unsigned long i = 0; i < count; ++i) {
@@ -86,11 +86,11 @@ struct working_number {
 // Multiplication modulo a number, with the memory for all products of an exponentiation.
 class modular {
 public:
-    // The factors have up to `width` limbs, as has the modulus.
+    // The factors and the modulus have at most `width` limbs.
     modular(const limb_t* modulus, unsigned long count, unsigned long width)
         : modulus_(modulus), count_(count), divider_(modulus, count), product_(2 * width) {
-        // Division by a zero of several limbs would leave the products as they are, and these
-        // would double in length with every bit; any zero counts as that of no limbs.
+        // Division by a zero of several limbs would leave the products as they are, and they would
+        // double in length with every bit; so any zero counts as one of no limbs.
         if (bigint::stripped(modulus, count) == 0)
             count_ = 0;
     }
@@ -110,7 +110,7 @@ public:
     }
 
 private:
-    // The remainder that `div2` gives, which goes by the lowest limb alone if that is less.
+    // The remainder as `div2` gives it: the lowest limb alone if that is less than the divisor.
     limb_t remainder_by_limb(unsigned long count) {
         const limb_t divisor = count_ != 0 ? modulus_[0] : 0;
         const limb_t lowest = count != 0 ? product_[0] : 0;
@@ -130,8 +130,8 @@ private:
 
 void ubigint::sub(const ubigint& other) {
     const unsigned long other_count = other.count();
-    // Limb counts are compared as they stand, zero limbs at the top included: callers strip their
-    // numbers where that matters, and the header tells them so.
+    // Limb counts are compared as they are, zero limbs at the top included, on purpose; the header
+    // says so.
     if (count() < other_count ||
         (count() == other_count && !is_below(other.limbs(), limbs(), other_count)))
         return clear();
@@ -141,7 +141,7 @@ void ubigint::sub(const ubigint& other) {
     for (unsigned long i = other_count; borrow && i < count(); ++i)
         borrow = to[i]-- == 0;
     if (borrow)
-        return clear(); // the higher count was all zeros, and the other number the greater one
+        return clear(); // the extra limbs were all zero, and the other number was greater
     strip();
 }
 
@@ -179,7 +179,7 @@ ubigint ubigint::modexp2(const ubigint& base, const ubigint& exponent, const ubi
     std::copy(base.limbs(), base.limbs() + base.count(), square.limbs);
     std::copy(exponent.limbs(), exponent.limbs() + bits_count, bits);
 
-    // The lowest limb alone ends the loop, on purpose: what stands above a zero one is ignored.
+    // The lowest limb alone ends the loop, on purpose: limbs above a zero one are ignored.
     while (bits_count > 0 && bits[0] != 0) {
         if (bits[0] & 1)
             ring.multiply(result, square);

@@ -1,23 +1,22 @@
-// Long division: the divisor, shifted left by s bits, is subtracted wherever it is not above the
-// remainder, for s from the greatest that can be down to 0, and each s for which it was gives a
-// bit of the quotient.
+// Long division: for s from the greatest possible value down to 0, the divisor shifted left by s
+// bits is subtracted from the remainder unless it is greater, and each s for which it was
+// subtracted gives a bit of the quotient.
 //
-// This is done for 64 bits of the quotient at a time. As long as the place of s within a word is
-// all that changes, the shifted divisor covers one window of the remainder, a word longer than the
-// divisor:
+// This is done for 64 bits of the quotient at a time. While s changes only within a word, the
+// shifted divisor covers one window of the remainder, a word longer than the divisor:
 //
 //     remainder          0 0 r r r r r r r
 //     shifted divisor    0 0 d d d d d 0 0
 //     window                 ^^^^^^^^^     the two words at the top decide, the others follow
 //
-// Whether the shifted divisor is above the remainder is seen in the two words at the top alone,
-// nearly always. So it is subtracted there at once, and from the words below together with all
-// others of that window; what they borrow is at most 1 for each. Only where the words at the top
-// differ by no more than that are those below brought up to date first, and compared as well.
+// The two words at the top nearly always decide alone whether the shifted divisor is greater than
+// the remainder. So it is subtracted there at once, and from the words below together with all
+// others of that window; each of these borrows at most 1. Only if the words at the top differ by no
+// more than these borrows are those below brought up to date first, and compared as well.
 //
-// Both numbers are shifted so that the top bit of the divisor is that of a word: then the words at
-// the top have at least 64 bits to decide by. The divisor shifted by 0 to 63 bits is the same in
-// every window, and in every division by it.
+// Both numbers are shifted so that the top bit of the divisor is the top bit of a word: then the
+// words at the top have at least 64 bits to decide by. The divisor shifted by 0 to 63 bits is the
+// same in every window, and in every division by it.
 #include <orv/bigint/division.hpp>
 
 #include <algorithm>
@@ -27,9 +26,9 @@ namespace bigint {
 
 namespace {
 
-using word = std::uint64_t; // two limbs, the lower one first in memory too
+using word = std::uint64_t; // two limbs, the lower one first in memory, too
 
-// The upper word of two that are shifted left by 0 to 63 bits.
+// The upper of two words that are shifted left by 0 to 63 bits.
 word shifted_left(word upper, word lower, unsigned bits) {
     return upper << bits | lower >> 1 >> (63 - bits);
 }
@@ -46,7 +45,7 @@ void shift_right(std::vector<word>& number, unsigned bits) {
     number.back() >>= bits;
 }
 
-// The limbs in use, and at least one word more than they fill.
+// Copies the limbs, and adds at least one word more than they fill.
 void load(std::vector<word>& to, const limb_t* limbs, unsigned long count) {
     to.assign(count / 2 + 2, 0);
     std::memcpy(to.data(), limbs, count * sizeof(limb_t));
@@ -85,14 +84,14 @@ void divider::divide(limb_t* number, unsigned long count, limb_t* quotient) {
     std::memcpy(number, rest_.data(), used * sizeof(limb_t));
 }
 
-// Divides what stands in a window, which is below the divisor shifted by 64 bits.
+// Divides the content of a window, which is less than the divisor shifted by 64 bits.
 word divider::quotient_word(word* window) {
     word* const top_words = window + words_ - 1;
     two_words top = static_cast<two_words>(top_words[1]) << 64 | top_words[0];
     if (top < top_[0])
         return 0;
     word quotient = 0;
-    shift_list pending; // subtracted at the top, and not yet below
+    shift_list pending; // subtracted at the top, but not yet below
     for (unsigned shift = 64; shift-- > 0;) {
         const two_words divisor = top_[shift];
         word fits = top >= divisor;
@@ -101,7 +100,7 @@ word divider::quotient_word(word* window) {
             pending.count = 0;
             fits = top > divisor || (top == divisor && fits_below(window, shift));
         }
-        // Without branches, which nobody could predict: the compiler is not to know of the 0 or 1.
+        // Branchless, as it is unpredictable: the compiler must not know that this is 0 or 1.
         __asm__("" : "+r"(fits));
         top -= divisor & (two_words{0} - fits);
         quotient = quotient << 1 | fits;
@@ -114,7 +113,7 @@ word divider::quotient_word(word* window) {
     return quotient;
 }
 
-// Of a divisor that is like the remainder in the words at the top.
+// For a divisor that equals the remainder in the words at the top.
 bool divider::fits_below(const word* window, unsigned shift) {
     const word* const divisor = shifted_below(shift);
     for (unsigned long i = words_ - 1; i-- > 0;)

@@ -7,13 +7,13 @@
 
 namespace bigint {
 
-// Divides by one number, as often as wanted: what is worked out about the divisor is kept.
+// Divides by one number, any number of times: what is computed from the divisor is kept.
 class divider {
 public:
     divider(const limb_t* divisor, unsigned long count);
 
-    // Divides in place: what stands in `number` becomes the remainder. The quotient, of as many
-    // limbs, is put in `quotient`, unless that is null; by zero it is zero.
+    // Divides in place: `number` becomes the remainder. The quotient, of as many limbs, is written
+    // to `quotient` unless that is null; division by zero gives a quotient of zero.
     void divide(limb_t* number, unsigned long count, limb_t* quotient);
 
 private:
@@ -32,10 +32,10 @@ private:
     void make_below(unsigned shift);
 
     unsigned long words_; // of the divisor
-    unsigned normal_ = 0; // by how many bits it is shifted to begin with
+    unsigned normal_ = 0; // the bits it is shifted by to begin with
     std::vector<word> divisor_;
-    two_words top_[64];           // shifted by so many bits more: the two words at the top,
-    std::vector<word> below_[64]; // and those below, worked out when they are first needed
+    two_words top_[64];           // the divisor shifted by that many more bits: its top two words
+    std::vector<word> below_[64]; // and those below, computed when first needed
     std::vector<word> rest_;
 };
 

@@ -8,7 +8,7 @@ namespace bigint {
 using limb_t = unsigned int;
 static_assert(sizeof(limb_t) == 4);
 
-// The limbs that are left without zero limbs at the top.
+// The number of limbs that remain without zero limbs at the top.
 inline unsigned long stripped(const limb_t* limbs, unsigned long count) {
     while (count > 0 && limbs[count - 1] == 0)
         --count;

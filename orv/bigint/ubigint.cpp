@@ -5,7 +5,7 @@
 //     +------+-------+------+---------------------+--------------------------+
 //     ^ the block, one array allocation
 //
-// Limbs behind `count` are zero at all times, so that bringing one into use needs no clearing.
+// Limbs beyond `count` are always zero, so that bringing one into use needs no clearing.
 #include <orv/bigint/ubigint.hpp>
 
 #include <orv/bigint/limbs.hpp>
@@ -113,7 +113,7 @@ bin_t ubigint::toBinary(unsigned long bits) const {
     bin_t result;
     for (unsigned long i = 0; bits > 0; ++i) {
         limb_t rest = limb(i);
-        // Of the last limb whole bytes are given, with more bits than were asked for.
+        // The last byte is returned whole, so it may hold more bits than were requested.
         for (int byte = 0; byte < 4 && bits > 0; ++byte) {
             result.add(static_cast<char>(rest));
             rest >>= 8;
@@ -126,7 +126,7 @@ bin_t ubigint::toBinary(unsigned long bits) const {
 str_t ubigint::toString() const {
     str_t digits;
     ubigint left(*this);
-    // Only the lowest limb is looked at, on purpose: a zero one ends the text, whatever stands
+    // Only the lowest limb is examined, on purpose: if it is zero the text ends, whatever the limbs
     // above, and zero is empty text.
     while (left.limb(0) != 0) {
         unsigned int digit;
@@ -149,7 +149,7 @@ void ubigint::add(unsigned int value) {
 
 void ubigint::div2(unsigned int divisor, unsigned int& remainder) {
     const limb_t lowest = limb(0);
-    // The lowest limb alone decides, on purpose, also in a number of several limbs.
+    // The lowest limb alone decides, on purpose, even in a number of several limbs.
     if (divisor == 0 || lowest < divisor) {
         remainder = lowest;
         return clear();
