@@ -1,12 +1,12 @@
-// The point in time at which something gives up. Not installed.
+// The point in time at which an operation gives up. Not installed.
 #pragma once
 
 #include <chrono>
 
 namespace runtime {
 
-// A point on the clock of `times()`, which counts ticks. How long to wait for it is read from a
-// clock that can be asked without a system call.
+// A point on the clock of `times()`, which counts ticks. How long to wait for it is computed from a
+// clock that can be read without a system call.
 class deadline {
 public:
     // `budget` ticks from now; never, if that is later than the clock can show.
@@ -22,7 +22,7 @@ public:
 private:
     long ticks_;
     std::chrono::steady_clock::time_point begin_;
-    double seconds_; // from then on
+    double seconds_; // from `begin_` on
 };
 
 } // namespace runtime

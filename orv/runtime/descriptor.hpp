@@ -8,7 +8,7 @@
 namespace runtime {
 
 // Moves a descriptor that is 0, 1 or 2 to a higher number, where it is close-on-exec: a host that
-// has closed one of these may still print a line there. -1 if it cannot be moved, and for -1.
+// has closed one of these may still print to it. -1 if it cannot be moved, and for -1.
 inline int behind_standard(int descriptor) {
     if (descriptor < 0 || descriptor > STDERR_FILENO)
         return descriptor;

@@ -1,4 +1,4 @@
-// The path comes from the operating system; how it is taken apart is the same everywhere.
+// The operating system supplies the path; it is taken apart in the same way everywhere.
 #include <orv/runtime/identity.h>
 
 #include <orv/runtime/platform.hpp>
@@ -11,7 +11,7 @@ namespace {
 ORV_text executable() {
     ORV_text path{};
     runtime::executable_path(path.text);
-    path.text[254] = 0; // at most 254 bytes survive
+    path.text[254] = 0; // at most 254 bytes are kept
     path.length = std::strlen(path.text);
     return path;
 }
@@ -23,7 +23,7 @@ void cut(ORV_text& text, unsigned long length) {
     text.length = length;
 }
 
-// To everything before the last separator. A path without one stays whole.
+// Keeps everything before the last separator. A path without one stays whole.
 void cut_to_directory(ORV_text& path) {
     for (unsigned long i = path.length; i-- > 0;) {
         if (is_separator(path.text[i]))

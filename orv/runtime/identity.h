@@ -1,11 +1,11 @@
 /* Which application the library runs in. C99 and C++.
  *
- * Both answers are found once and kept for the life of the process; neither is ever null, and both
- * are empty where the path of the executable cannot be had, or holds a byte outside ASCII. At most
- * 254 bytes of the path count. An executable that was deleted or replaced since it was started
- * keeps the path it had.
+ * Both answers are determined once and kept for the life of the process; neither is ever null, and
+ * both are empty if the path of the executable is unavailable or contains a byte outside ASCII. At
+ * most 254 bytes of the path count. An executable deleted or replaced since it was started keeps
+ * the path it had.
  *
- * Threads: any, at once.
+ * Threads: any number, at once.
  */
 #ifndef ORV_RUNTIME_IDENTITY_H
 #define ORV_RUNTIME_IDENTITY_H

@@ -1,4 +1,4 @@
-// Pauses: one that lasts, and one that another thread can cut short. Not installed.
+// Pauses: one that lasts its full time, and one that another thread can cut short. Not installed.
 #pragma once
 
 #include <cerrno>
@@ -9,7 +9,7 @@
 
 namespace runtime {
 
-// Sleeps for `time`, which is less than a second, and for no less, whatever signals the host has.
+// Sleeps for at least `time`, which must be less than a second, whatever signals arrive.
 inline void sleep(std::chrono::microseconds time) {
     using std::chrono::steady_clock;
     const auto end = steady_clock::now() + time;
@@ -17,11 +17,10 @@ inline void sleep(std::chrono::microseconds time) {
         time = std::chrono::ceil<std::chrono::microseconds>(end - steady_clock::now());
 }
 
-// A pause that another thread can end. Threads: `wait` belongs to the one that pauses; `interrupt`
-// may come from another.
+// A pause that another thread can end. Threads: one calls `wait`; another may call `interrupt`.
 class pause {
 public:
-    // Waits. False if the pause was interrupted, before or meanwhile.
+    // Waits. Returns false if the pause was interrupted, before or during the wait.
     bool wait(std::chrono::milliseconds time) {
         std::unique_lock<std::mutex> lock(mutex_);
         return !interrupted_.wait_for(lock, time, [this] { return is_over_; });

@@ -1,5 +1,5 @@
 // Linux. The kernel is asked where the C library's answer would not do: it names the executable,
-// and it knows which threads there are when the memory behind a handle may be gone.
+// and it knows which threads exist when the memory behind a handle may have been freed.
 #include <orv/runtime/platform.hpp>
 
 #include <orv/runtime/descriptor.hpp>
@@ -24,8 +24,8 @@ namespace {
 
 constexpr char self[] = "/proc/self/exe";
 
-// The mark that the kernel puts behind the path of an executable whose file has been deleted or
-// replaced; a file may also be called so.
+// Whether the kernel has appended its mark to the path of an executable whose file was deleted or
+// replaced; the name of a file may also end like that.
 bool is_marked_deleted(const std::string& path) {
     const std::string mark = " (deleted)";
     if (path.size() < mark.size() ||
@@ -36,14 +36,14 @@ bool is_marked_deleted(const std::string& path) {
            running.st_ino != named.st_ino || running.st_dev != named.st_dev;
 }
 
-// Whether a signal is pending for the calling thread, and not for the process alone.
+// Whether a signal is pending for the calling thread, and not just for the process.
 bool is_pending_for_thread(int signal) {
     sigset_t of_either;
     sigemptyset(&of_either);
     sigpending(&of_either);
     if (sigismember(&of_either, signal) != 1)
         return false;
-    unsigned long long of_thread = ~0ull; // if it cannot be read: better a signal too many
+    unsigned long long of_thread = ~0ull; // if it cannot be read: rather a signal too many
     const int file = behind_standard(open("/proc/thread-self/status", O_RDONLY | O_CLOEXEC));
     if (std::FILE* const status = fdopen(file, "r")) {
         char line[128];
@@ -57,8 +57,8 @@ bool is_pending_for_thread(int signal) {
     return (of_thread >> (signal - 1) & 1) != 0;
 }
 
-// A signal that a call of the calling thread may raise at that very thread: blocked for it while
-// this lives. `errno` is kept.
+// A signal that a call may raise for the calling thread: blocked for that thread while this lives.
+// `errno` is preserved.
 class held_signal {
 public:
     explicit held_signal(int signal) : signal_(signal) {
@@ -66,16 +66,16 @@ public:
         sigemptyset(&this_one);
         sigaddset(&this_one, signal);
         pthread_sigmask(SIG_BLOCK, &this_one, &mask_);
-        // Only a signal that was blocked before can have been pending before. One that waits for
-        // the thread takes in the one that our call raises; beside one that waits for the process
-        // it is a second one.
+        // Only a signal that was blocked before can have been pending before. If it is pending for
+        // the thread, the one that our call raises merges with it; if it is pending for the
+        // process, ours is a second one.
         was_pending_ = sigismember(&mask_, signal) == 1 && is_pending_for_thread(signal);
     }
     held_signal(const held_signal&) = delete;
     held_signal& operator=(const held_signal&) = delete;
     ~held_signal() { pthread_sigmask(SIG_SETMASK, &mask_, nullptr); }
 
-    // Takes away the signal that our call has raised: the thread's comes before the process's.
+    // Consumes the signal that our call has raised: the thread's is taken before the process's.
     void discard() {
         const int reason = errno;
         const timespec at_once{};
@@ -96,7 +96,7 @@ private:
 
 } // namespace
 
-// Without a place for them, the processor times of all threads are not added up.
+// Given a null pointer, `times` does not add up the processor times of all threads.
 long ticks() { return static_cast<long>(times(nullptr)); }
 
 void executable_path(char (&text)[256]) {
@@ -110,7 +110,7 @@ void executable_path(char (&text)[256]) {
         path.resize(path.rfind(' '));
     for (const char c : path) {
         if (static_cast<unsigned char>(c) > 127)
-            return; // no ASCII: no path
+            return; // not ASCII: no path
     }
     path.resize(std::min(path.size(), sizeof text - 1));
     std::memcpy(text, path.c_str(), path.size() + 1);
@@ -147,7 +147,7 @@ unsigned long write_without_signal(std::FILE* to, const char* bytes, unsigned lo
 timespec modification_time(const struct stat& of) { return of.st_mtim; }
 timespec status_time(const struct stat& of) { return of.st_ctim; }
 
-// gethostbyname shares its answer among all threads here, so its reentrant sibling is asked.
+// gethostbyname shares its answer among all threads here, so its reentrant variant is called.
 in_addr_t address_of_host(const char* name) {
     std::vector<char> room(1024);
     for (;;) {

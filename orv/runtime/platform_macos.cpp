@@ -1,5 +1,5 @@
-// macOS. The bundle services know the executable. Where their headers are not to be had, as when
-// the library is built on another system, the few declarations that are needed stand here.
+// macOS. The bundle services supply the path of the executable. Where their headers are missing, as
+// when the library is built on another system, the few declarations needed are given here.
 #include <orv/runtime/platform.hpp>
 
 #include <orv/runtime/descriptor.hpp>
@@ -52,8 +52,8 @@ void executable_path(char (&text)[256]) {
     if (!url)
         return;
     if (CFStringRef path = CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle)) {
-        // To ASCII on purpose: of a path with other characters nothing is kept, whatever the failed
-        // conversion has left. One that is only too long fills the text, and is cut.
+        // To ASCII on purpose: nothing is kept of a path with other characters, whatever the failed
+        // conversion has left. One that is merely too long fills the text and is cut.
         constexpr CFIndex room = 255;
         if (!CFStringGetCString(path, text, room, kCFStringEncodingASCII) &&
             strnlen(text, room) < room - 1)
@@ -63,12 +63,12 @@ void executable_path(char (&text)[256]) {
     CFRelease(url);
 }
 
-// The thread library checks a handle against the threads there are, and needs nothing else.
+// The thread library checks a handle against the existing threads and needs nothing else.
 int current_thread_id() { return 0; }
 
 void nudge(pthread_t thread, int) { pthread_kill(thread, SIGCONT); }
 
-// The system has no type of socket that is close-on-exec from the start.
+// The system cannot create a socket that is close-on-exec from the start.
 int tcp_socket() {
     const int made = behind_standard(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
     const int yes = 1;
@@ -77,8 +77,8 @@ int tcp_socket() {
     return made;
 }
 
-// The signal would go to the process, whose other threads have masks of their own; but the socket
-// raises none.
+// SIGPIPE would be sent to the process, whose other threads have masks of their own; but the socket
+// does not raise it.
 int send_without_signal(int socket, const char* bytes, int count) {
     return static_cast<int>(::send(socket, bytes, static_cast<size_t>(count), 0));
 }
@@ -101,7 +101,7 @@ in_addr_t address_of_host(const char* name) {
 }
 
 #ifdef __aarch64__
-bool has_aes_instructions() { return true; } // there is no Mac without
+bool has_aes_instructions() { return true; } // every arm64 Mac has them
 #endif
 
 } // namespace runtime

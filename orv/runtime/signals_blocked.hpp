@@ -1,12 +1,12 @@
-// Threads of ours and signals of the host. Not installed.
+// The library's threads and the host's signals. Not installed.
 #pragma once
 
 #include <csignal>
 
 namespace runtime {
 
-// While it lives, the calling thread blocks every signal but those of a fault, and so does for good
-// every thread that it starts meanwhile: the host's handlers run on threads of the host.
+// While it lives, the calling thread blocks every signal except those of a fault, and a thread that
+// it starts meanwhile does so for good: the host's handlers run on the host's threads.
 class signals_blocked {
 public:
     signals_blocked() {

@@ -2,7 +2,7 @@
 #ifndef ORV_RUNTIME_TEXT_H
 #define ORV_RUNTIME_TEXT_H
 
-/* Up to 255 bytes and a NUL, and their number. */
+/* Up to 255 bytes and a NUL, and the number of bytes before the NUL. */
 typedef struct ORV_text {
     char text[256];
     unsigned long length;

@@ -33,7 +33,7 @@ void* thread::thread_func(thread* self) {
         self->isRunning = false;
         self->onStop();
     }
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is what the thread ends with
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the thread's exit value is a number
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(static_cast<std::uint32_t>(result)));
 }
 
@@ -43,8 +43,8 @@ void thread::start() {
     systemId_ = 0;
     const int error = pthread_create(
         &handle, nullptr, [](void* self) { return thread_func(static_cast<thread*>(self)); }, this);
-    // Only -1 counts as failure here, though errors come as positive numbers: those leave the flag
-    // set unless the handle tells. Classes derived from this one see their flag so.
+    // Only -1 counts as failure here, although errors are positive numbers: these leave the flag
+    // set unless the handle is null. Derived classes see the flag in that state.
     if (error == -1) {
         handle = pthread_t{};
         isRunning = false;
@@ -52,7 +52,7 @@ void thread::start() {
         isRunning = false;
     }
     if (error != 0)
-        handle = pthread_t{}; // what a failed call leaves there names no thread
+        handle = pthread_t{}; // after a failed call it identifies no thread
 }
 
 bool thread::stop() {
@@ -60,9 +60,9 @@ bool thread::stop() {
         return true;
     isRunning = false;
     if (pthread_equal(handle, pthread_self()))
-        return true; // the loop ends when the present step returns
+        return true; // the loop ends when the current step returns
     pthread_join(handle, nullptr);
-    // A last nudge to the worker, which has been joined: deliberate, and a signal that neither
+    // A last nudge to the worker, which has been joined: it is deliberate, and the signal neither
     // stops nor ends anything.
     runtime::nudge(handle, systemId_);
     handle = pthread_t{};

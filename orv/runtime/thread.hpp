@@ -9,7 +9,7 @@
 namespace ORV {
 
 // Runs a loop of steps on a thread of its own. Derive from it and override the hooks; a class that
-// does must call `stop` in its own destructor, before the members that its hooks use go.
+// does must call `stop` in its own destructor, before the members its hooks use are destroyed.
 //
 // Threads: `start`, `stop` and the destructor belong to one controlling thread; `stop` may also be
 // called by the worker. The hooks run on the worker.
@@ -21,25 +21,26 @@ public:
     // Stops the worker and waits for it.
     virtual ~thread();
 
-    // Called first on the worker. Does nothing.
+    // Called first on the worker. By default, does nothing.
     virtual void onInit();
-    // One step of work. Receives what the step before returned, 0 at first; a negative result ends
-    // the loop. There is no pause between steps. Returns -1.
+    // One step of work. Receives what the previous step returned, 0 at first; a negative result
+    // ends the loop. There is no pause between steps. By default, returns -1.
     virtual int onRunStep(int step);
-    // Called last on the worker. Does nothing.
+    // Called last on the worker. By default, does nothing.
     virtual void onStop();
-    // The loop: steps until one is negative or the worker is asked to stop. Returns 0.
+    // The loop: runs steps until one is negative or the worker is asked to stop. Returns 0.
     virtual int onRun();
 
-    // Stops the worker, if there is one, and starts another. If the system makes none, nothing
-    // tells: `isRunning` may be set all the same.
+    // Stops the worker, if there is one, and starts another. If the system cannot create one, no
+    // error is reported: `isRunning` may be set all the same.
     void start();
-    // Asks the worker to stop and waits until it has; called by the worker itself it only asks.
-    // Always true. Harmless without a worker.
+    // Asks the worker to stop and waits until it has; called by the worker itself, it only asks.
+    // Always returns true. Harmless without a worker.
     bool stop();
 
-    // What the worker runs. Returns its exit value, a 32-bit number in the width of a pointer: the
-    // result of `onRun`, or -1 without a call to any hook if `self` is null or not meant to run.
+    // What the worker runs. Returns its exit value, a 32-bit number zero-extended to a pointer: the
+    // result of `onRun`, or -1, without calling a hook, if `self` is null or its run flag is not
+    // set.
     static void* thread_func(thread* self);
 
 protected:
@@ -47,7 +48,7 @@ protected:
     std::atomic<bool> isRunning{false}; // cleared to ask the worker to stop
 
 private:
-    int systemId_ = 0; // of the worker, where the platform needs it to find it again
+    int systemId_ = 0; // the worker's, where the platform needs it to find the thread again
 };
 
 } // namespace ORV

@@ -17,7 +17,7 @@ namespace {
 void append(ORV_text& text, const char* bytes) {
     const unsigned long room = sizeof text.text - 1 - text.length;
     const unsigned long count = std::min<unsigned long>(std::strlen(bytes), room);
-    std::memmove(text.text + text.length, bytes, count); // they may be our own
+    std::memmove(text.text + text.length, bytes, count); // they may be part of it
     text.length += count;
     text.text[text.length] = 0;
 }
@@ -27,7 +27,7 @@ void assign(ORV_text& text, const char* bytes) {
     append(text, bytes);
 }
 
-// Where the library or program that a function belongs to is in memory; null if nobody knows.
+// The address at which the library or program of a function is loaded; null if unknown.
 template <class Function>
 const void* image_of(Function function) {
     Dl_info found;
@@ -51,7 +51,7 @@ void ORV_traceInit(const char* appName, const char* path) {
 
 void ORV_traceFree() {}
 
-// The codes: the entry point's number is the level, 0x1000 marks them all, 0x0400 the counters.
+// The codes: the entry point's number is the level, 0x1000 marks all, 0x0400 the counters.
 
 void ORV_trace2(const char* format, ...) {
     va_list args;

@@ -3,8 +3,8 @@
 
 namespace runtime {
 
-// Whether somebody sees what is traced: on Linux a program may have put a sink of its own in front
-// of ours, which drops everything. The program is asked once.
+// Whether anyone sees what is traced: on Linux a program may replace our sink, which drops
+// everything, with one of its own. This is checked once.
 bool traces_are_seen();
 
 } // namespace runtime
