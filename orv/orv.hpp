@@ -1,4 +1,4 @@
-// All of the library for C++: the C interface and the classes it is made of.
+// The whole library for C++: the C interface and the classes it is made of.
 #pragma once
 
 // The settings store, its cipher and file, the web-service client, the worker thread and its lock.

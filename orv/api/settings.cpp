@@ -25,7 +25,7 @@ pid_t opener; // the process that made the library object; 0 without one
 // A child made by fork has no worker to wait for, and the file is its parent's to save.
 bool is_of_parent() { return opener != 0 && opener != getpid(); }
 
-// What `call` gives; if memory runs out, 0, and an empty text in `buf`.
+// The result of `call`; if memory runs out, 0, and empty text in `buf`.
 template <class Call>
 int without_exceptions(Call call, char* buf = nullptr, int size = 0) {
     try {
@@ -43,7 +43,7 @@ int ORV_open(const char* path, const char* key) {
     constexpr unsigned long key_bytes = 32;
     if (!path || !*path || !key || strnlen(key, key_bytes) < key_bytes)
         return ORV_OPEN_REFUSED;
-    std::unique_ptr<ORV::kernel> fresh(new ORV::kernel); // first, for it may fail
+    std::unique_ptr<ORV::kernel> fresh(new ORV::kernel); // first, as it may fail
     ORV_close();
     const bool loaded = fresh->open(path, key);
     g_Kernel = fresh.release();
@@ -59,7 +59,7 @@ int ORV_close() {
         return ORV_SAVE_FAILED;
     if (!g_Kernel)
         return ORV_SAVE_OK;
-    const int saved = g_Kernel->close(); // passes an exception on, with the values as they were
+    const int saved = g_Kernel->close(); // passes exceptions on, with the values unchanged
     const int reason = errno;
     delete g_Kernel;
     g_Kernel = nullptr;
