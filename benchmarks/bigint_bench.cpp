@@ -1,4 +1,4 @@
-// Modular powers of numbers of key sizes, beside GMP.
+// Modular powers of key-sized numbers, compared with GMP.
 
 #include <orv/bigint/ubigint.hpp>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Random bytes, lowest first: of the full length, and odd, as moduli are.
+// Random bytes, lowest first, with the top and bottom bits set, as in moduli.
 std::string operand(unsigned long bits, unsigned seed) {
     std::mt19937 random(seed);
     std::string bytes(bits / 8, '\0');

@@ -56,7 +56,7 @@ void decipher_ours(benchmark::State& state) {
     count_payload(state);
 }
 
-// In place, in a copy of the input, since the result is a buffer of its own on our side too.
+// In place, in a copy of the input, since our side also writes its result to a new buffer.
 template <class Step>
 void tomcrypt_loop(benchmark::State& state, Step step) {
     for (auto _ : state) {
@@ -76,8 +76,8 @@ void decipher_tomcrypt(benchmark::State& state) {
     tomcrypt_loop(state, [](tomcrypt::cbc& cipher, char* at) { cipher.decrypt(at, payload); });
 }
 
-// With the processor's instructions for it, and as many bytes as our ciphertext has: each of our
-// blocks carries 15 of its 16.
+// With the processor's AES instructions, and as many bytes as our ciphertext has: each of our
+// blocks of 16 bytes carries 15.
 void openssl_loop(benchmark::State& state, int direction) {
     constexpr unsigned long size = (payload + 14) / 15 * 16;
     const unsigned char zeros[16] = {};

@@ -1,4 +1,4 @@
-// Base64 and base32, beside OpenSSL's base64 of the same bytes: it has no base32.
+// Base64 and base32, both compared with OpenSSL's base64 of the same bytes, as it has no base32.
 
 #include <orv/buffers/bin.hpp>
 #include <orv/buffers/str.hpp>

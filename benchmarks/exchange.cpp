@@ -1,13 +1,13 @@
-// One side of one row: posts a body and reads a reply over the loopback interface, a connection
-// each time, and prints how long that takes on average. The floor is what the same exchange takes
-// with bare sockets.
+// One side of one row: posts a body and reads a reply over the loopback interface, with a new
+// connection each time, and prints the average time. The lower bound is the same exchange with bare
+// sockets.
 //
 //     orv_exchange ours 2048 1048576
 //
 // Ours renders the request from a document, parses the reply and looks up an element one level
-// below the envelope. libcurl is given bytes and hands bytes over; beside pugixml it has them
-// parsed and the element looked up. The process has done nothing before, so memory comes from the
-// system as it does in a host.
+// below the envelope. libcurl takes and returns bytes; with pugixml, the reply is also parsed and
+// the element looked up. The process has done nothing before, so memory comes from the system, as
+// in a host.
 #include "samples.hpp"
 #include "service.hpp"
 
@@ -33,7 +33,7 @@ constexpr int exchanges = 50;
     std::exit(1);
 }
 
-// In one allocation, of which nothing is given back that would make another cheaper.
+// In one allocation, so that no memory is freed that would make another one cheaper.
 std::string envelope(unsigned long size) {
     const std::string_view begin = "<soap:Envelope><soap:Body><text>";
     const std::string_view end = "</text></soap:Body></soap:Envelope>";
@@ -75,7 +75,7 @@ template <class Read>
 void libcurl_and(const service& there, unsigned long sent, Read read) {
     const std::string url = there.url(), content = envelope(sent);
     const std::unique_ptr<CURL, void (*)(CURL*)> curl(curl_easy_init(), curl_easy_cleanup);
-    // It does not wait to be told that a long body is welcome.
+    // Without this header, libcurl does not wait for permission to send a long body.
     const std::unique_ptr<curl_slist, void (*)(curl_slist*)> header(
         curl_slist_append(nullptr, "Expect:"), curl_slist_free_all);
     std::string received;

@@ -1,5 +1,5 @@
-// Loading and saving a settings file, beside libtomcrypt and pugixml doing the same with the same
-// text. The pause that every save of ours makes is left out: a save is made of its parts here.
+// Loading and saving a settings file, compared with libtomcrypt and pugixml doing the same with the
+// same text. The pause in every save of ours is left out: here a save is assembled from its parts.
 #include "samples.hpp"
 #include "tomcrypt_cbc.hpp"
 
@@ -18,7 +18,7 @@
 namespace {
 
 struct sample {
-    std::vector<samples::setting> settings; // in the order they are looked up
+    std::vector<samples::setting> settings; // in the order of look-up
     std::string ours;                       // path of the file
     std::string peers;                      // path of the same text in plain CBC
     std::string text;                       // the text itself
@@ -44,7 +44,7 @@ const sample& sample_for(benchmark::State& state) {
     return wanted;
 }
 
-// Looks every key up. False if there is one without its value.
+// Looks up every key. Returns false if any lacks its value.
 bool all_found(xml::item& document, const std::vector<samples::setting>& settings) {
     for (const samples::setting& each : settings) {
         const xml::item* found = document.get(each.section.c_str(), each.key.c_str());
@@ -82,7 +82,7 @@ struct peers_document {
     std::unique_ptr<char[]> text;
     pugi::xml_document document;
 
-    // Values are taken as they stand, as ours are. To be trimmed too is asked for by `flags`.
+    // Values are taken verbatim, as ours are, but for the trimming that `flags` may ask for.
     bool read(const std::string& path, unsigned flags) {
         std::FILE* file = std::fopen(path.c_str(), "rb");
         std::fseek(file, 0, SEEK_END);
@@ -137,7 +137,7 @@ struct to_string : pugi::xml_writer {
     }
 };
 
-// The white space around the values is left to them, so that the text is written as we write it.
+// White space around values is kept, so that the text is written as we write it.
 void save_peers(benchmark::State& state) {
     const sample& from = sample_for(state);
     peers_document loaded;

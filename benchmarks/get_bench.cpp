@@ -1,5 +1,5 @@
-// A get that hits: a text of 5 characters, the keys asked for in random order. The store is asked
-// through the exported C function, and so is each peer in the way its users ask it.
+// Getting a value that exists: a text of 5 characters, with the keys in random order. The store is
+// queried through the exported C function, and each peer in the way its users query it.
 #include "samples.hpp"
 
 #include <orv/orv.h>
@@ -20,7 +20,7 @@ namespace {
 
 constexpr unsigned long keys_each = 20;
 
-// What is asked for, in turn.
+// The settings to get, in turn.
 class questions {
 public:
     explicit questions(const benchmark::State& state) {
@@ -47,7 +47,7 @@ private:
     unsigned long at_ = 0;
 };
 
-// Opens the store on the file of so many sections.
+// Opens the store on a file of that many sections.
 bool open_store(long sections) {
     static std::map<long, std::string> files;
     std::string& file = files[sections];
@@ -63,7 +63,7 @@ void get_ours(benchmark::State& state) {
     if (!open_store(state.range(0)))
         return state.SkipWithError("the store does not open");
     char text[16];
-    for (const samples::setting& each : ask.all()) { // what is read late is read now
+    for (const samples::setting& each : ask.all()) { // what is parsed lazily is parsed now
         int size = sizeof text - 1;
         ORVSC_GetString(each.section.c_str(), each.key.c_str(), text, &size, "");
         if (each.value != text)

@@ -32,8 +32,8 @@ std::string peers() {
 } // namespace
 
 int main(int count, char** arguments) {
-    // Freed memory stays with the process. Else some iterations would give pages back and fetch
-    // them again, depending on what was measured before.
+    // Freed memory stays with the process. Otherwise some iterations would return pages to the
+    // system and fetch them again, depending on what was measured before.
     mallopt(M_MMAP_MAX, 0);
     mallopt(M_TRIM_THRESHOLD, -1);
 

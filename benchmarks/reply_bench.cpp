@@ -20,13 +20,13 @@ const std::string& reply_text() {
     return made;
 }
 
-// What is done with a document: `Document` is one that has been read.
+// What is done with a document once it has been read.
 enum class task { one_level, four_levels, visit_all };
 
-// What came of it must be the same on every side.
+// The result must be the same on every side.
 unsigned long expected(task wanted) {
     static const unsigned long elements = [] {
-        unsigned long count = 0; // the declaration is counted apart
+        unsigned long count = 0; // the declaration is not counted
         for (std::size_t at = 0; (at = reply_text().find('<', at)) != std::string::npos; ++at) {
             if (reply_text()[at + 1] != '/' && reply_text()[at + 1] != '?')
                 ++count;
@@ -36,7 +36,7 @@ unsigned long expected(task wanted) {
     return wanted == task::visit_all ? elements : 1;
 }
 
-// Parsed in place, in a copy.
+// The copy that a peer parses in place.
 std::unique_ptr<char[]> copy_of_text() {
     std::unique_ptr<char[]> copy(new char[reply_text().size() + 1]);
     std::memcpy(copy.get(), reply_text().c_str(), reply_text().size() + 1);

@@ -39,8 +39,8 @@ std::string level_name(unsigned long level, bool same_name) {
     return same_name ? "level" : word(random) + std::to_string(level);
 }
 
-// A document is filled from its text, which takes time in proportion to its size, whatever the
-// order of its settings.
+// A document is filled from text, which takes time in proportion to its size, whatever the order of
+// its settings.
 std::string markup(const std::vector<setting>& all) {
     std::string text = "<root>";
     const std::string* section = nullptr;
@@ -61,7 +61,7 @@ std::string markup(const std::vector<setting>& all) {
 void fill(xml::root& document, const std::vector<setting>& all) {
     const std::string text = markup(all);
     document.load(text.c_str(), text.size());
-    for (const setting& each : all) // every section is read, and so written key by key
+    for (const setting& each : all) // parses every section, so that it is written key by key
         document.get(each.section.c_str(), each.key.c_str());
 }
 
@@ -92,7 +92,7 @@ std::string settings_file(const std::vector<setting>& all, const std::string& na
     config.file = file(name).c_str();
     config.cipherKey = key_text;
     fill(config.doc, all);
-    config.doc["~ORV"]; // the marker by which the library knows a whole file
+    config.doc["~ORV"]; // the marker by which the library recognizes a whole file
     if (!config.writeV(1000)) {
         std::perror(config.file.c_str());
         std::exit(1);

@@ -1,4 +1,4 @@
-// What is measured: settings and replies of any size, the same at every run.
+// The data to measure with: settings and replies of any size, the same in every run.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace samples {
 
-// The text that the settings files are enciphered under.
+// The key that the settings files are enciphered with.
 inline constexpr char key_text[] = "0123456789abcdefghijklmnopqrstuv";
 
 struct setting {
@@ -16,10 +16,10 @@ struct setting {
 // Sections of `keys` settings each, with names as people choose them and values of 5 characters.
 std::vector<setting> settings(unsigned long sections, unsigned long keys);
 
-// The same in random order.
+// The same settings, in random order.
 std::vector<setting> shuffled(std::vector<setting> all);
 
-// The path of a file in a directory of this process, which is removed when it ends.
+// The path of a file in a directory of this process, which is removed when the process ends.
 std::string file(const std::string& name);
 
 // Writes a settings file and returns its path.
@@ -28,13 +28,13 @@ std::string settings_file(const std::vector<setting>& all, const std::string& na
 // The plaintext of that file, without its magic.
 std::string settings_text(const std::vector<setting>& all);
 
-// A reply of a web service with its declaration, of about so many bytes. One element stands one
-// level below the envelope, another ("total") four levels below the top.
+// A reply of a web service with its declaration, of about `bytes` bytes. One element is one level
+// below the envelope, another ("total") four levels below the top.
 std::string reply(unsigned long bytes);
 inline constexpr char one_level_down[] = "soap:Envelope/soap:Body";
 inline constexpr char four_levels_down[] = "soap:Envelope/soap:Body/ListResponse/total";
 
-// Elements nested `depth` levels deep, all of one name or each of its own, and a text in the
+// Elements nested `depth` levels deep, all with one name or each with its own, and a text in the
 // innermost.
 std::string nested(unsigned long depth, bool same_name);
 // The path to that text.

@@ -1,6 +1,6 @@
-// One step of one growth: does the work for a size, and prints the time it takes and the memory the
-// process took at most for it. A step runs in a process of its own; scripts/scale_report.py runs
-// them all.
+// One step of one growth: does the work for a size, and prints the time it takes and the peak
+// memory that the process needs for it. Each step runs in a process of its own;
+// scripts/scale_report.py runs them all.
 //
 //     orv_scale load 1000
 #include "samples.hpp"
@@ -26,7 +26,7 @@ namespace {
     std::exit(1);
 }
 
-// A line of what the system tells of this process, in KB.
+// A value, in KB, from what the system reports about this process.
 long status(const std::string& wanted) {
     std::ifstream lines("/proc/self/status");
     std::string name;
@@ -43,20 +43,20 @@ double now() {
     return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
-// Of this thread: neither waiting nor other processes count, nor a service that is asked.
+// Of this thread: waiting does not count, nor do other processes, such as a service it calls.
 double processor_time() {
     timespec time;
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-// The first run tells the memory, the median of several the time. Memory that was freed stays with
-// the process from the first run to the others, so that only the first fetches it page by page.
+// The first run gives the memory, the median of several the time. Memory freed by the first run
+// stays with the process for the others, so that only the first fetches it page by page.
 void measure(const std::function<void()>& work) {
     malloc_trim(0);
     mallopt(M_MMAP_MAX, 0);
     mallopt(M_TRIM_THRESHOLD, -1);
-    std::ofstream("/proc/self/clear_refs") << 5; // the peak begins anew
+    std::ofstream("/proc/self/clear_refs") << 5; // resets the peak
     const long before = status("VmRSS:");
     const double begin = now();
     std::vector<double> times;
@@ -106,7 +106,7 @@ void save(unsigned long count) {
     if (!config.readV())
         fail("the file does not load");
     look_up_all(config, all);
-    measure([&] { // processor time leaves the pause out
+    measure([&] { // processor time excludes the pause
         if (!config.writeV(1000))
             fail("the file was not written");
     });
@@ -135,7 +135,7 @@ void find(const std::string& text, const std::string& path) {
     });
 }
 
-// Visits every element as a host would, a level at a time.
+// Visits every element as a host would, parsing one level at a time.
 unsigned long visit(xml::item& top) {
     unsigned long count = 0;
     std::vector<xml::item*> open{&top};
@@ -158,7 +158,7 @@ void visit_all(const std::string& text, unsigned long at_least) {
     });
 }
 
-// The memory tells what requests leave behind.
+// The memory shows what requests leave allocated.
 void post(unsigned long count) {
     const service there(
         [] { return "<soap:Envelope>" + std::string(2000, 'r') + "</soap:Envelope>"; });

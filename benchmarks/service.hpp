@@ -24,11 +24,11 @@ inline bool send_all(int to, const std::string& bytes) {
     return true;
 }
 
-// It answers one request after the other for as long as it lives. The process that makes it
+// It answers one request after another for as long as it lives. The process that creates it
 // allocates nothing for it.
 class service {
 public:
-    // Every reply has status 200 and the body that `make_body` gives.
+    // Every reply has status 200 and the body that `make_body` returns.
     template <class MakeBody>
     explicit service(MakeBody make_body) {
         const int listener = socket(AF_INET, SOCK_STREAM, 0);
@@ -56,7 +56,7 @@ public:
     std::string url() const {
         return "http://127.0.0.1:" + std::to_string(ntohs(address_.sin_port)) + "/service";
     }
-    // All of a reply, head and body.
+    // A complete reply, head and body.
     static std::string reply(const std::string& body) {
         return "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
                std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
@@ -68,8 +68,7 @@ private:
             const int client = accept(listener, nullptr, nullptr);
             if (read_request(client))
                 send_all(client, reply);
-            // The one who asks closes first, so that no port of ours waits out the connection's
-            // end.
+            // The client closes first, so that no connection of the service is left in TIME_WAIT.
             char rest;
             while (recv(client, &rest, 1, 0) > 0) {
             }
@@ -77,7 +76,7 @@ private:
         }
     }
 
-    // A request ends with its envelope; no more than so many bytes of it are kept.
+    // A request ends with its envelope's end tag; only that many bytes are kept between reads.
     static bool read_request(int client) {
         constexpr std::string_view end = "</soap:Envelope>";
         char request[65536];

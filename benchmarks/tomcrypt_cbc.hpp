@@ -1,4 +1,4 @@
-// AES-256 in CBC mode as libtomcrypt has it.
+// AES-256 in CBC mode by libtomcrypt.
 #pragma once
 
 #include <tomcrypt.h>
@@ -13,7 +13,7 @@ inline unsigned long whole_blocks(unsigned long bytes) {
     return (bytes + block_size - 1) / block_size * block_size;
 }
 
-// A cipher with its key, and a chain that begins with zeros.
+// A cipher with its key and a chaining block that begins as zeros.
 class cbc {
 public:
     explicit cbc(const char* key) {
