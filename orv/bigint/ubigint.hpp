@@ -8,9 +8,9 @@
 // An unsigned integer in limbs of 32 bits, the least significant first, made for modular arithmetic
 // on numbers of hundreds to thousands of bits.
 //
-// A copy shares the limbs and costs one increment; a write to shared limbs goes to a private copy.
-// A number that was never written has no limbs and is zero. Room grows by exactly the limbs that
-// are needed.
+// A copy shares the limbs and costs one increment; a write to shared limbs makes a private copy. A
+// number that was never written has no limbs and is zero. Room grows by exactly the limbs that are
+// needed.
 //
 // Zero limbs at the top count as in use until an operation strips them: `set`, `add` and `mul`
 // leave them, `sub`, `div2` and `div` strip their results. Some operations depend on the limbs in

@@ -1,4 +1,4 @@
-// The shared, counted block behind `str_t` and `bin_t`, and the one rule by which they grow.
+// The shared, counted block behind `str_t` and `bin_t`. How it grows is in room.hpp.
 //
 //     +---------+--------+----------+------+----------------------------+-------+
 //     | release | length | capacity | refs | capacity bytes             | spare |
@@ -6,7 +6,7 @@
 //     ^ the block, one array allocation    ^ data()
 //
 // A handle is one pointer to a block; a null pointer is the empty value. Copies share the block,
-// and a write to a shared block goes to a private copy.
+// and a write to a shared block makes a private copy.
 #pragma once
 
 namespace buffers {

@@ -42,7 +42,7 @@ timespec status_time(const struct stat& of);
 in_addr_t address_of_host(const char* name);
 
 #ifdef __aarch64__
-// Whether the processor has the instructions for AES. (An x86-64 processor tells this itself.)
+// Whether the processor has the instructions for AES. (An x86-64 processor reports this itself.)
 bool has_aes_instructions();
 #endif
 
