@@ -27,7 +27,7 @@ inline item* zeroed_items(unsigned long count) {
     return items;
 }
 
-// The ranges may overlap. What is left behind is to be zeroed or freed.
+// The ranges may overlap. Vacated items must then be zeroed or freed.
 inline void move_items(item* to, const item* from, unsigned long count) {
     if (count != 0)
         std::memmove(static_cast<void*>(to), static_cast<const void*>(from), count * sizeof(item));

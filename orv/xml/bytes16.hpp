@@ -1,5 +1,5 @@
-// 16 bytes at once, in the form that the processor has for it. Nothing else in this folder knows
-// processors apart. Not installed.
+// Operations on 16 bytes at once, in the form that the processor offers. Nothing else in this
+// folder distinguishes processors. Not installed.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@
 
 namespace xml {
 
-// A comparison gives bytes of all ones where it holds and of zeros where not; `bits` gathers them,
-// the first byte lowest.
+// A comparison sets each byte to all ones where it holds and to zeros elsewhere; `bits` gathers one
+// bit of each, that of the first byte lowest.
 #if !defined(ORV_PORTABLE_BYTES16) && defined(__SSE2__)
 
 struct bytes16 {

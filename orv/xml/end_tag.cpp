@@ -1,14 +1,14 @@
 // An element is closed by the end tag at which the tags of its own name balance. Tags of other
-// names are only stepped over; but stepped over they must be, for a "<" or ">" in a quoted
-// attribute value is none. There are four ways to find that end tag, all with the same result:
+// names are only skipped, but they must be skipped as tags, because a "<" or ">" in a quoted
+// attribute value is not markup. Four ways of finding that end tag all give the same result:
 //
-//   first tag  is the one where an element holds text alone, as most do
-//   search     looks at many bytes at once (end_tag_search.cpp), and cannot always tell
-//   walk       looks at every byte and is right for every text
-//   index      is of all tags in a text (tag_index.cpp), for an operation that goes deep
+//   first tag  is the end tag if an element holds only text, as most do
+//   search     examines many bytes at once (end_tag_search.cpp), and cannot always tell
+//   walk       examines every byte and is right for every text
+//   index      covers all tags of a text (tag_index.cpp), for an operation that goes deep
 //
-// Each of them gives the position of the end tag, or that of the NUL that ends the text if the
-// element is not closed.
+// Each of them yields the position of the end tag, or of the NUL that ends the text if the element
+// is not closed.
 #include <orv/xml/end_tag.hpp>
 
 #include <orv/xml/name.hpp>
@@ -23,7 +23,7 @@ namespace {
 // TAB, LF, space; not CR, on purpose.
 bool is_trimmed(char c) { return c == ' ' || c == '\n' || c == '\t'; }
 
-// From outside of any tag on.
+// Starts outside any tag.
 char* walk(const char* name, char* at) {
     for (unsigned long open = 1;;) { // elements of that name
         char* const tag = scan_to(at, '<');
@@ -45,7 +45,7 @@ char* walk(const char* name, char* at) {
 } // namespace
 
 void end_tag_finder::enter(char* content, unsigned long depth) {
-    constexpr unsigned long deep = 16; // enough levels to have been searched one by one
+    constexpr unsigned long deep = 16; // levels to search one by one before making an index
     char* end = content == closed_ ? closed_end_ : deep_ ? deep_->noted_end(content) : nullptr;
     if (!end)
         end = content + std::strlen(content);
@@ -57,11 +57,11 @@ void end_tag_finder::enter(char* content, unsigned long depth) {
 char* end_tag_finder::close_value(const char* name, char* value) {
     char* const tag = locate(name, value);
     char* end = tag;
-    char* last = tag; // byte of the end tag, or the NUL
+    char* last = tag; // the end tag's last byte, or the NUL
     if (*tag != 0) {
         last = scan_to(tag + 2, '>');
-        // White space in front of the value is no part of it: trimming stops at its start, on
-        // purpose, so that a value of white space alone is empty.
+        // Trimming stops at the value's start, on purpose: white space before it is not part of the
+        // value, so a value of white space alone is empty.
         while (end > value && is_trimmed(end[-1]))
             --end;
         *end = 0;

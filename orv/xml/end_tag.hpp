@@ -1,4 +1,4 @@
-// Where the end tag of an element is found. Not installed.
+// Finding the end tag of an element. Not installed.
 #pragma once
 
 #include <orv/xml/end_tag_search.hpp>
@@ -9,20 +9,20 @@
 namespace xml {
 
 // Finds the end tags of the elements of a text, for one operation: what it learns about the text on
-// one level serves the levels below. Which way to find them is decided here and nowhere else.
+// one level serves the levels below. The way to find them is chosen here and nowhere else.
 class end_tag_finder {
 public:
-    // For elements that are read from `position` on.
+    // For elements read from `position` onwards.
     explicit end_tag_finder(char* position) : search_(position) {}
-    // For what is below an element, whose content is to be entered.
+    // For the elements below another one, whose content must be entered first.
     end_tag_finder() : search_(nullptr) {}
 
-    // The elements in the content from `content` to its NUL are asked for from here on. `depth` is
-    // how many levels below the first one of the operation that is.
+    // From now on, the elements are those in the content from `content` to its NUL. `depth` is the
+    // number of levels that this is below the operation's first one.
     void enter(char* content, unsigned long depth);
-    // Ends the value of an element called `name`, which begins at `value`, in front of the end tag
-    // that closes it, white space trimmed. Returns the position behind the end tag; where the text
-    // ends if there is none.
+    // Terminates the value of an element called `name`, which begins at `value`, before the end tag
+    // that closes the element, with white space trimmed. Returns the position after the end tag, or
+    // where the text ends if there is none.
     char* close_value(const char* name, char* value);
 
 private:

@@ -1,6 +1,6 @@
-// The tags of one name are counted as if every "<" began a tag and every ">" ended one, and then
-// the text up to the end tag found is checked for being so. By far the most text is. A checked
-// stretch serves all the elements in it.
+// The tags of one name are counted as if every "<" began a tag and every ">" ended one; then the
+// text up to the end tag found is checked to be like that, as nearly all text is. A checked stretch
+// serves all the elements in it.
 #include <orv/xml/end_tag_search.hpp>
 
 #include <orv/xml/bytes16.hpp>
@@ -13,7 +13,7 @@ namespace xml {
 
 namespace {
 
-// Finds the tags, start and end alike, whose name begins with a given byte in either case.
+// Finds the start and end tags whose names begin with a given byte, in either case.
 class tag_finder {
 public:
     tag_finder(char first, char* from)
@@ -21,11 +21,11 @@ public:
           case_bit_(bytes16::all(first_ >= 'a' && first_ <= 'z' ? 0x20 : 0)), looked_at_(from) {}
 
     // The first such tag between `at` and `end`, which may be the NUL; `end` if there is none. `at`
-    // is not the beginning of the text.
+    // must not be the beginning of the text.
     char* next(char* at, char* end) {
         if (first_ == '?' || first_ == '!')
             return next_declaration(at, end);
-        // Where an end tag begins in front of `at`, its "/" still is here.
+        // An end tag that begins just before `at` is still found, by its "/".
         for (;;) {
             for (; hits_ != 0; hits_ &= hits_ - 1) {
                 char* const hit = looked_at_ - 64 + __builtin_ctzll(hits_);
@@ -51,8 +51,8 @@ public:
     }
 
 private:
-    // A declaration or a comment is closed by nothing, as a rule, so that all of what follows is
-    // searched; but its first byte is rare.
+    // Normally nothing closes a declaration or a comment, so everything after it is searched; but
+    // its first byte is rare.
     char* next_declaration(char* at, char* end) const {
         while (at < end) {
             const auto left = static_cast<unsigned long>(end - at);
@@ -65,12 +65,12 @@ private:
         }
         return end;
     }
-    // The tag whose "<" or, in an end tag, "/" stands at `at`; null if none does.
+    // The tag whose "<" or, in an end tag, "/" is at `at`; null if there is none.
     static char* tag_before(char* at) {
         return *at == '<' ? at : *at == '/' && at[-1] == '<' ? at - 1 : nullptr;
     }
-    // A bit for each "<" or "/" of 16 bytes with the byte behind it. With the bits of 0x13 set
-    // these two are the same byte, as are six others, which `tag_before` sorts out.
+    // A bit for each "<" or "/" among 16 bytes that the wanted byte follows. With the bits of 0x13
+    // set these two become the same byte, as do six others, which `tag_before` rejects.
     std::uint64_t before_name(const char* at) const {
         const bytes16 opens = (bytes16::load(at) | bytes16::all(0x13)) == bytes16::all(0x3f);
         return (opens & ((bytes16::load(at + 1) | case_bit_) == first_of_16_)).bits();
@@ -78,19 +78,19 @@ private:
 
     char first_;
     bytes16 first_of_16_;
-    bytes16 case_bit_;       // upper case is lower case without this bit
+    bytes16 case_bit_;       // lower case has this bit, upper case does not
     char* looked_at_;        // up to here
     std::uint64_t hits_ = 0; // of the last 64 bytes looked at
 };
 
-// For each bit, the parity of the bits up to and with it.
+// For each bit, the parity of the bits up to and including it.
 std::uint64_t parity(std::uint64_t bits) {
     for (int shift = 1; shift < 64; shift *= 2)
         bits ^= bits << shift;
     return bits;
 }
 
-// A bit for each of the 64 bytes at `at` that is `wanted`.
+// A bit for each of the 64 bytes at `at` that equals `wanted`.
 std::uint64_t bits_of(const char* at, char wanted) {
     std::uint64_t bits = 0;
     for (int i = 0; i < 64; i += 16)
@@ -105,8 +105,8 @@ bool contains(const char* at, char wanted) {
     return any.bits() != 0;
 }
 
-// Steps over what a tag has in common with a name; true if that is all of both. A tag is not looked
-// at twice, be it as long as the text.
+// Advances past what a tag and a name have in common; true if the names are equal. No tag is read
+// twice, even one as long as the text.
 bool step_over_name(char*& at, const char* name) {
     for (; rank(*at) == rank(*name); ++at, ++name) {
         if (is_delimiter(*name))
@@ -119,8 +119,8 @@ bool step_over_name(char*& at, const char* name) {
 
 void text_reach::measure(char* at, const char* wanted) {
     if (known_ < at)
-        known_ = at;                    // what is in front of it has been read, and cut up
-    constexpr unsigned long more = 256; // than is wanted, for this not to be called for every tag
+        known_ = at;                    // the text before it has been read and cut up
+    constexpr unsigned long more = 256; // than is wanted, so that not every tag calls this
     const auto count = static_cast<unsigned long>(wanted - known_) + more;
     const unsigned long length = strnlen(known_, count);
     known_ += length;
@@ -132,8 +132,8 @@ bool plain_stretch::continues(const char* bytes) {
     const std::uint64_t closes = bits_of(bytes, '>');
     if ((opens | closes | in_tag) == 0)
         return true;
-    // From each "<" up to, without, its ">": the difference of the two powers of two. A tag that
-    // goes on into the next block borrows from it.
+    // The bits from each "<" up to, but not including, its ">": the difference of the two powers of
+    // two. A tag that continues into the next block borrows from it.
     const std::uint64_t in_tags = closes - opens - in_tag;
     if ((opens & ~in_tags) != 0 || (closes & in_tags) != 0)
         return false;
@@ -141,13 +141,13 @@ bool plain_stretch::continues(const char* bytes) {
     std::uint64_t quotes = bits_of(bytes, '"') & in_tags;
     const std::uint64_t singles = contains(bytes, '\'') ? bits_of(bytes, '\'') & in_tags : 0;
     char kind = '"';
-    if (singles != 0 || quote == '\'') { // seldom
+    if (singles != 0 || quote == '\'') { // rare
         if (quotes != 0 || quote == '"')
             return false;
         quotes = singles;
         kind = '\'';
     }
-    // No branch asks whether there are double quotes, for every other block has some.
+    // No branch tests for double quotes, since every other block has some.
     const std::uint64_t in_quotes = parity(quotes) ^ (quote != 0 ? ~0ull : 0);
     if ((closes & in_quotes) != 0)
         return false;
@@ -165,13 +165,13 @@ char* end_tag_search::first_tag(char* at) {
     return scan_to(at, '<');
 }
 
-// Looks for the end tag as if the text were plain, and then sees whether it is. Only end tags of
-// that name matter: as long as the text is plain up to the last one met, there is none between it
-// and where the search has come to. A text that is not plain may lead the search astray, past the
-// real end and through all that follows; so what has been met is looked at again and again on the
-// way, each time twice as far.
+// Looks for the end tag as if the text were plain, then checks that it is. Only end tags of that
+// name matter: as long as the text is plain up to the last one met, there is none between it and
+// the current position. In a text that is not plain, the search may run past the real end and
+// through all that follows, so it also checks what it has met on the way, each time after twice the
+// distance.
 char* end_tag_search::closing(const char* name, char* first) {
-    constexpr long few = 64; // bytes, not worth it
+    constexpr long few = 64; // bytes, too few to be worth it
     if (is_delimiter(*name) || text_.behind(first, few) < first + few)
         return nullptr;
     tag_finder tags(*name, first);
@@ -203,7 +203,7 @@ char* end_tag_search::closing(const char* name, char* first) {
     }
 }
 
-// Whether the text between two tags is plain, the second one left out.
+// Whether the text from one tag up to, but not including, another is plain.
 bool end_tag_search::is_plain(char* from, char* to) {
     constexpr unsigned long block = plain_stretch::block;
     if (!plain_.begin || from < plain_.begin || from > plain_.end)
@@ -215,7 +215,7 @@ bool end_tag_search::is_plain(char* from, char* to) {
     }
     if (to < plain_.end)
         return true;
-    // The text ends behind `to`, or what is there may be what is not plain.
+    // Either the text ends within the next block, or that is not plain, perhaps only after `to`.
     const auto rest = static_cast<unsigned long>(to - plain_.end);
     if (rest >= block)
         return false;

@@ -25,7 +25,7 @@ const char* entity_for(char byte) {
     return nullptr;
 }
 
-// Where the text goes on behind its beginning; null if it begins otherwise.
+// Where the text continues after `beginning`; null if it begins differently.
 const char* behind(const char* beginning, const char* text) {
     for (; *beginning != 0; ++beginning, ++text)
         if (*text != *beginning)
@@ -33,15 +33,15 @@ const char* behind(const char* beginning, const char* text) {
     return text;
 }
 
-// The value of a digit in either base; for any other byte more than digits have.
+// The value of a digit in either base; 16 for any other byte.
 unsigned digit_value(char c) {
     const auto digit = static_cast<unsigned char>(c - '0');
     const auto letter = static_cast<unsigned char>((c | 0x20) - 'a');
     return digit < 10 ? digit : letter < 6 ? letter + 10u : 16u;
 }
 
-// The character that a reference stands for, from behind its "&" on, and 0 if it is none. `at` goes
-// behind its ";" then.
+// Reads a reference from the byte after its "&". Returns the character that it stands for and moves
+// `at` past its ";"; returns 0 if it is not a reference.
 unsigned long read_reference(const char*& at) {
     for (const entity& each : entities) {
         if (const char* const end = behind(each.reference + 1, at)) {

@@ -1,4 +1,4 @@
-// Text in which nothing is markup.
+// Escaping text so that nothing in it is markup.
 #pragma once
 
 #include <orv/buffers/export.h>
@@ -6,22 +6,22 @@
 
 namespace xml {
 
-// Values are raw text, in which a "<" begins a tag and white space at the ends goes when they are
-// read. These two let any text without a zero byte be a value, of an element or an attribute, that
-// reads back as it was: here, and in every other reader of XML if the text is UTF-8.
+// Values are raw text, in which a "<" begins a tag and white space at either end is lost on
+// reading. With these two functions any text without a zero byte can be the value of an element or
+// an attribute and reads back unchanged: here, and in every other XML reader if the text is UTF-8.
 //
-// Null is empty text. Threads: any. Errors: only the allocator's exception.
+// Null counts as empty text. Threads: any. Errors: only the allocator's exception.
 
 // The text with "&", "<", ">" and both quotes as entities (&amp; &lt; &gt; &quot; &apos;), and with
-// every CR, and white space (TAB, LF, CR, space) that is the first or the last byte, as decimal
-// character references (&#13;). All other bytes are as they were.
+// every CR, and any white space (TAB, LF, CR, space) that is the first or the last byte, as decimal
+// character references (&#13;). All other bytes are unchanged.
 ORV_API str_t escape(const char* text);
 
 // The text with those five entities and all character references, decimal (&#8364;) or hexadecimal
-// (&#x20AC;), replaced by what they stand for, in one pass: what comes out is not looked at again.
-// Characters are written as UTF-8. What is no such reference stands as it is: one without its ";",
-// another entity, and the numbers that no character has (0, surrogates, those above 10FFFF). Other
-// bytes are not looked at, and need not be UTF-8.
+// (&#x20AC;), replaced by what they stand for, in one pass: the result is not scanned again.
+// Characters are written as UTF-8. Anything else is left as it is: a reference without its ";", any
+// other entity, and numbers that no character has (0, surrogates, those above 10FFFF). Other bytes
+// are not examined, and need not be UTF-8.
 ORV_API str_t unescape(const char* text);
 
 } // namespace xml

@@ -13,8 +13,8 @@ namespace xml {
 void expand(item& element, end_tag_finder& end_tags, unsigned long depth) {
     end_tags.enter(element.value, depth);
     collector found(element.buffer);
-    // The content goes also if memory runs out: cut up, it is none any more, and saved as such it
-    // would spoil the document around it.
+    // The content is dropped even if memory runs out: once cut up it is no longer content, and if
+    // saved as such it would corrupt the document around it.
     char* at = std::exchange(element.value, nullptr);
     unsigned long references = 0;
     do {

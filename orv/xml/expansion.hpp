@@ -1,4 +1,4 @@
-// How pending content becomes child elements. Not installed.
+// Turning pending content into child elements. Not installed.
 #pragma once
 
 #include <orv/xml/item.hpp>
@@ -8,12 +8,12 @@ namespace xml {
 class end_tag_finder;
 
 // Parses the pending content of an element, which has no children, into child elements, and makes
-// its value null. `depth` is how many levels below the first one of the operation that is.
+// its value null. `depth` is the number of levels that this is below the operation's first one.
 void expand(item& element, end_tag_finder& end_tags, unsigned long depth);
 
-// Collects items of one text in their order and makes of them the list that `list::add`, called for
-// one after the other, would have made (ordering.hpp). Until then the array has room to spare. The
-// references of the items to the text remain to be counted, all at once.
+// Collects the items of one text in their order and turns them into the list that calling
+// `list::add` for one after another would have built (ordering.hpp). Until then the array has room
+// to spare. The items' references to the text remain for the caller to count, all at once.
 class collector {
 public:
     // `source` may be null.
@@ -22,17 +22,17 @@ public:
     collector& operator=(const collector&) = delete;
     ~collector();
 
-    // An item behind the others, empty but for its buffer.
+    // Appends an item that is empty but for its buffer.
     item& append();
-    // Takes the last item away again.
+    // Removes the last item.
     void drop_last();
-    // Orders the items and hands them over to an empty list.
+    // Orders the items and moves them into an empty list.
     void finish(list& out);
 
 private:
     void grow();
 
-    // Most start tags have no more attributes than this, which then go through the heap but once.
+    // Most start tags have no more attributes than this, which are then allocated only once.
     static constexpr unsigned long few = 8;
     static constexpr unsigned long growth = 4; // the array is short-lived
     buffer* source_;

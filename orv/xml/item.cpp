@@ -13,7 +13,7 @@ namespace xml {
 
 namespace {
 
-// The children, pending content parsed first: content is pending while there are no children and
+// The children, after parsing pending content: content is pending while there are no children and
 // the value looks like markup.
 list& children_of(item& element, end_tag_finder& end_tags, unsigned long depth) {
     if (element.children.count == 0 && element.value && *element.value == '<')
@@ -27,9 +27,9 @@ struct place {
     list* in;
 };
 
-// Follows two paths, the second from where the first one ends; either may be null. What is missing
-// is created if `created` is not null, which is made true then. The list is null if the walk ends
-// where it began.
+// Follows two paths, the second from where the first one ends; either may be null. Missing elements
+// are created if `created` is not null, and it is then set to true. The list is null if the walk
+// ends where it began.
 place walk(item* from, const char* section, const char* key, bool* created) {
     end_tag_finder end_tags;
     unsigned long depth = 0;
@@ -60,7 +60,7 @@ place walk(item* from, const char* section, const char* key, bool* created) {
 
 item::item(const item& other)
     : name(other.name), value(other.value), children(other.children), attributes(other.attributes) {
-    buffer = other.buffer; // last, for nobody would give the reference back if a copy failed
+    buffer = other.buffer; // last: nothing would release the reference if copying a list failed
     if (buffer)
         buffer->addRef();
 }
@@ -122,7 +122,7 @@ item* item::search(const char* wanted) {
         item* next;
         item* end;
     };
-    std::vector<siblings> open; // the way back up, in place of calls that a deep tree would exhaust
+    std::vector<siblings> open; // the way back up; a deep tree would exhaust the call stack
     end_tag_finder end_tags;
     item* at = this;
     for (;;) {

@@ -1,6 +1,6 @@
 // Lists are arrays of items that are moved bytewise: an item is a handful of pointers, none of them
-// into itself. A tree may be as deep as memory allows, so copying and destroying one do not call
-// themselves for every level.
+// into itself. A tree may be as deep as memory allows, so copying and destroying one do not recurse
+// for every level.
 #include <orv/xml/list.hpp>
 
 #include <orv/xml/array.hpp>
@@ -13,8 +13,8 @@ namespace xml {
 
 namespace {
 
-// References that are to be given back. As a rule they are to one text, whose count is then changed
-// once for all of them: threads that share it would slow one another down otherwise.
+// References to be released. Usually all of them are to one text, whose count is then changed once
+// for all; otherwise threads that share it would slow one another down.
 class references {
 public:
     references() = default;
@@ -44,13 +44,13 @@ private:
     unsigned long count_ = 0;
 };
 
-// Destroys the items of a list from the last to the first and frees its array, without calling
-// itself for their children: while the children of an item are destroyed, the way back is kept in
-// the item's own, then unused, child list.
+// Destroys the items of a list from the last to the first and frees its array, without recursing
+// into their children: while the children of an item are destroyed, the way back is kept in the
+// item's own child list, which is not in use by then.
 void destroy(list& top, references& left) {
     item* items = std::exchange(top.items, nullptr);
     unsigned long count = std::exchange(top.count, 0);
-    list above; // of the item whose children `items` are: its array, and its place in it
+    list above; // the array that holds the parent of `items`, and its position there
     for (;;) {
         while (count > 0) {
             item& last = items[count - 1];
@@ -84,8 +84,8 @@ struct pending_copy {
     list* to;
 };
 
-// Copies the items of one list into an empty one, and notes the lists below for later. If memory
-// runs out, what is there so far is a tree like any other.
+// Copies the items of one list into an empty one, and queues the lists below for later. If memory
+// runs out, what has been copied so far is a valid tree.
 void copy_level(const pending_copy& job, std::vector<pending_copy>& later) {
     job.to->items = zeroed_items(job.from->count);
     job.to->count = job.from->count;
@@ -109,7 +109,7 @@ void copy_level(const pending_copy& job, std::vector<pending_copy>& later) {
 list::list(const list& other) {
     if (other.count == 0)
         return;
-    list made; // so that it goes if memory runs out
+    list made; // so that it is freed if memory runs out
     std::vector<pending_copy> later;
     copy_level({&other, &made}, later);
     while (!later.empty()) {
@@ -132,7 +132,7 @@ list::~list() {
 
 list& list::operator=(const list& other) {
     if (this != &other)
-        *this = list(other); // copied first, for `other` may be below one of our own items
+        *this = list(other); // copied first, as `other` may be below one of this list's items
     return *this;
 }
 
@@ -160,7 +160,7 @@ item* list::set(const char* name, const char* value, bool& created) {
     created = !at.found;
     if (!at.found) {
         item fresh;
-        fresh.hold(name, value); // an empty value, where setting an old item would make it null
+        fresh.hold(name, value); // an empty value stays empty; in an existing item it becomes null
         return put(at.index, fresh);
     }
     item* old = items + at.index;
@@ -172,13 +172,13 @@ item* list::set(const char* name, const char* value, bool& created) {
 }
 
 unsigned long list::add(const item& source) {
-    item copy(source); // first, for the source may be in this very list
+    item copy(source); // first, as the source may be in this list
     const unsigned long at = find_name(items, count, copy.name).behind();
     put(at, copy);
     return at;
 }
 
-// Moves an item into a new array, one larger, and leaves it empty. Returns where it is now.
+// Moves an item into a new array, one item larger, and leaves it empty. Returns its new place.
 item* list::put(unsigned long at, item& from) {
     item* larger = allocate_items(count + 1);
     move_items(larger, items, at);
@@ -191,7 +191,7 @@ item* list::put(unsigned long at, item& from) {
     return items + at;
 }
 
-// Destroys an item and moves the others into a new array, one smaller.
+// Destroys an item and moves the others into a new array, one item smaller.
 void list::take_out(unsigned long at) {
     if (count == 1) {
         *this = list();

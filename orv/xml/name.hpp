@@ -5,9 +5,9 @@
 
 namespace xml {
 
-// What a byte counts as in the order of names: 0 for the bytes that end a name, lower case for
-// upper case, itself for every other. The bytes from 0x80 up are negative and so sort before ASCII,
-// on purpose.
+// The rank of a byte in the order of names: 0 for the bytes that end a name, lower case for upper
+// case, the byte itself for any other. Bytes from 0x80 up are negative and so sort before ASCII, on
+// purpose.
 struct name_bytes {
     signed char rank[256];
 
@@ -26,8 +26,8 @@ inline constexpr name_bytes bytes_of_names;
 inline int rank(char c) { return bytes_of_names.rank[static_cast<unsigned char>(c)]; }
 inline bool is_delimiter(char c) { return rank(c) == 0; }
 
-// Less than, equal to or greater than 0 as `a` sorts before, with or behind `b`. Neither is null.
-// If they are equal, `end` is where `a` ends.
+// Less than, equal to or greater than 0 as `a` sorts before, with or after `b`. Neither may be
+// null. If they are equal, `end` is set to where `a` ends.
 inline int compare_names(const char* a, const char* b, const char*& end) {
     for (;; ++a, ++b) {
         const int x = rank(*a);

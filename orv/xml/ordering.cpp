@@ -14,10 +14,10 @@ namespace {
 
 const char* name_of(const item& of) { return or_empty(of.name); }
 
-// One `add` after the other, of the items behind the first ones, which are sorted, in a gap buffer:
-// what has been inserted so far stands at both ends of `out`, the gap at the place of the last
-// insertion. Insertions near one another, as those of equal names are, move little else. Returns
-// whether that was so, or whether they were few; else `out` is not finished.
+// Performs one `add` after another, for the items after the first `sorted` ones, which are in
+// order, in a gap buffer: what has been inserted so far is at both ends of `out`, with the gap at
+// the last insertion. Insertions near one another, such as those of equal names, move few other
+// items. Returns false, with `out` unfinished, if they are neither near nor few.
 bool insert_each(item* out, const item* items, unsigned long sorted, unsigned long count) {
     constexpr unsigned long few = 64;
     unsigned long moves_left = (count - sorted <= few ? few : 2) * count;
@@ -45,12 +45,12 @@ bool insert_each(item* out, const item* items, unsigned long sorted, unsigned lo
     return true;
 }
 
-// Counters, and the sum of the first ones of them, each in O(log n): a complete binary tree above
-// the counters, in which each node has the sum of the counters below it to the left. Node 1 is the
-// root, and below node n are 2n and 2n + 1.
+// Counters and their prefix sums, each operation in O(log n): a complete binary tree above the
+// counters, in which each node holds the sum of the counters in its left subtree. Node 1 is the
+// root, and the children of node n are 2n and 2n + 1.
 class prefix_sums {
 public:
-    // At least `count` counters, all of them `each`.
+    // At least `count` counters, all equal to `each`.
     prefix_sums(unsigned count, unsigned each) {
         while (size_ < count)
             size_ *= 2;
@@ -73,8 +73,8 @@ public:
             sum += node % 2 != 0 ? left_[node / 2] : 0;
         return sum;
     }
-    // Takes one away from the first counter up to which the sum exceeds `sum`, and returns its
-    // place. The way down is unpredictable, so no step is a branch.
+    // Subtracts one from the first counter up to and including which the sum exceeds `sum`, and
+    // returns its index. The way down is unpredictable, so no step branches.
     unsigned take(unsigned sum) {
         unsigned long node = 1;
         while (node < size_) {
@@ -92,7 +92,7 @@ private:
     std::vector<unsigned> left_;
 };
 
-// A number for each item, the same for equal names, in name order from 0 up.
+// A number for each item, the same for equal names, counting up from 0 in name order.
 std::vector<unsigned> name_numbers(const item* items, unsigned count) {
     std::vector<unsigned> heads; // the first items of runs of equal names
     std::vector<unsigned> run(count);
@@ -118,9 +118,9 @@ std::vector<unsigned> name_numbers(const item* items, unsigned count) {
     return run;
 }
 
-// The index at which each item would be inserted by one `add` after the other. Which of several
-// equal names the search would meet follows from how many items sort before them and how many are
-// equal, so the search is run on numbers.
+// The index at which each item would be inserted if all were added one after another. Which of
+// several equal names the search would meet follows from how many items sort before them and how
+// many are equal, so the search runs on numbers.
 std::vector<unsigned> insertion_points(const item* items, unsigned count) {
     std::vector<unsigned> at = name_numbers(items, count);
     const unsigned names = *std::max_element(at.begin(), at.end()) + 1;
@@ -140,8 +140,8 @@ std::vector<unsigned> insertion_points(const item* items, unsigned count) {
     return at;
 }
 
-// Where each item stands in the end: the last one where it was inserted, the one before it where it
-// was inserted among the places that are left, and so on.
+// The final index of each item: the last one is where it was inserted, the one before it where it
+// was inserted counting only the places still free, and so on.
 std::vector<unsigned> places(const item* items, unsigned count) {
     std::vector<unsigned> at = insertion_points(items, count);
     prefix_sums free_places(count, 1);

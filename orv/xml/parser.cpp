@@ -1,14 +1,14 @@
-// Reading one element, in place. The start tag is taken apart here; the content is only searched
-// for the end tag that closes it (end_tag.cpp) and stays raw text until its children are asked for
+// Reading one element, in place. The start tag is parsed here; the content is only searched for the
+// end tag that closes the element (end_tag.cpp) and stays raw text until its children are asked for
 // (expansion.cpp).
 //
-// Three classes of bytes matter, and they are not the same set:
+// Three classes of bytes matter, and they differ:
 //   white space      TAB LF CR space
 //   trim set         TAB LF space: content that ends in CR LF keeps its CR, on purpose
 //   name delimiters  NUL, white space, "/", "=", ">" (name.hpp)
 //
-// The text is never read behind its end. The scans stop at the first NUL; where they look one byte
-// further, the second NUL of the buffer, or what follows a nested value, stands there.
+// The text is never read past its end. Scans stop at the first NUL; where they look one byte
+// further, they find the second NUL of the buffer, or whatever follows a nested value.
 #include <orv/xml/parser.hpp>
 
 #include <orv/xml/end_tag.hpp>
@@ -20,7 +20,7 @@ namespace xml {
 
 namespace {
 
-// Attribute values may stand in backquotes too, on purpose; in skipped tags these are no quotes.
+// Attribute values may be in backquotes too, on purpose; in skipped tags these are not quotes.
 bool is_quote(char c) { return c == '"' || c == '\'' || c == '`'; }
 
 char* skip_space(char* at) {
@@ -35,22 +35,22 @@ char* name_end(char* at) {
     return at;
 }
 
-// Ends a name or value at its delimiter if that is white space, and steps past it. Every other
-// delimiter still means something, and is overwritten when it has been dealt with.
+// Terminates a name or value at its delimiter if that is white space, and steps past it. Any other
+// delimiter still has a meaning, and is overwritten once it has been handled.
 char* end_at_space(char* at) {
     if (is_space(*at))
         *at++ = 0;
     return at;
 }
 
-// Reads the attribute at `at`, which is no white space, into `attribute`. Returns where the tag
-// goes on.
+// Reads the attribute at `at`, which is not white space, into `attribute`. Returns where the tag
+// continues.
 char* read_attribute(item& attribute, char* at) {
     attribute.name = at;
     at = name_end(at);
     if (*at != '=')
         return at;
-    *at++ = 0; // ends the name, and an unquoted value that runs up to here
+    *at++ = 0; // terminates the name, and any unquoted value that ends here
     at = skip_space(at);
     if (is_quote(*at)) {
         attribute.value = at + 1;
@@ -60,12 +60,12 @@ char* read_attribute(item& attribute, char* at) {
         return at;
     }
     attribute.value = at;
-    // A "=" within an unquoted value ends it, on purpose, as every name delimiter does; it begins
-    // an attribute without a name.
+    // A "=" within an unquoted value ends it, on purpose, as every name delimiter does; it then
+    // begins an attribute without a name.
     return end_at_space(name_end(at));
 }
 
-// Reads the rest of a start tag, behind the name, and the content.
+// Reads the rest of a start tag, after the name, and the content.
 char* read_element(item& element, char* at, end_tag_finder& end_tags) {
     collector attributes(element.buffer);
     for (;;) {
@@ -73,7 +73,7 @@ char* read_element(item& element, char* at, end_tag_finder& end_tags) {
             ++at;
         } else if (*at == '>') {
             *at = 0;
-            attributes.finish(element.attributes); // first, for it may throw
+            attributes.finish(element.attributes); // first, as it may throw
             element.value = skip_space(at + 1);
             return *element.value == 0 ? element.value
                                        : end_tags.close_value(element.name, element.value);
@@ -82,7 +82,7 @@ char* read_element(item& element, char* at, end_tag_finder& end_tags) {
             attributes.finish(element.attributes);
             return at + 2;
         } else if (*at == '/') {
-            *at++ = 0; // ends no tag, but an unquoted value that runs up to here
+            *at++ = 0; // terminates any unquoted value that ends here, but not the tag
         } else if (*at == 0) {
             attributes.finish(element.attributes);
             return at;
@@ -98,7 +98,7 @@ char* item::loadTag(xml::buffer* source, char* position) {
     if (is_null(this))
         return nullptr;
     if (source)
-        source->addRef(); // first, for what goes now may be all that holds it
+        source->addRef(); // first, as what is released below may be all that holds it
     clear();
     name = nullptr;
     if (buffer)

@@ -1,4 +1,4 @@
-// Where a key stands, or would be inserted, among sorted items. Not installed.
+// Where a key is, or would be inserted, among sorted items. Not installed.
 #pragma once
 
 #include <orv/xml/item.hpp>
@@ -7,20 +7,20 @@
 namespace xml {
 
 struct position {
-    unsigned long index; // of the equal item that was met first, or where a new one goes
+    unsigned long index; // of the equal item met first, or where to insert a new one
     bool found;
 
-    // Where a further item of the same name goes: behind the equal one that was met first.
+    // Where to insert another item of the same name: after the equal one met first.
     unsigned long behind() const { return index + (found ? 1 : 0); }
 };
 
-// These two are inlined wherever they are called: what a comparison captures would go through
-// memory otherwise, and a look-up take half as long again.
+// These two are inlined wherever they are called: otherwise what a comparison captures would go
+// through memory, and a look-up would take half as long again.
 
 // Looks a key up among `count` items; `compare(i)` is less than, equal to or greater than 0 as the
-// key sorts before, with or behind item i. The last item is asked first, so that appending in
-// sorted order takes one comparison. The order of the probes decides where duplicates go, and is
-// part of the behaviour.
+// key sorts before, with or after item i. The last item is probed first, so that appending in
+// sorted order takes one comparison. The order of the probes decides where duplicates are placed,
+// and is part of the behaviour.
 template <class Compare>
 [[gnu::always_inline]] inline position probe(unsigned long count, Compare compare) {
     if (count == 0)
@@ -30,7 +30,7 @@ template <class Compare>
         return with_last == 0 ? position{count - 1, true} : position{count, false};
 
     unsigned long low = 0;
-    unsigned long end = count - 1; // one behind the last candidate
+    unsigned long end = count - 1; // one past the last candidate
     while (low < end) {
         const unsigned long middle = (low + end) / 2; // of low and end - 1, rounded up
         const int order = compare(middle);
@@ -44,8 +44,8 @@ template <class Compare>
     return {low, false};
 }
 
-// Where a name, which is not null, stands among `count` items. If it is there, `end` is where the
-// name ends.
+// Where a name, which must not be null, is among `count` items. If it is found, `end` is set to
+// where the name ends.
 [[gnu::always_inline]] inline position find_name(const item* items, unsigned long count,
                                                  const char* name, const char*& end) {
     return probe(

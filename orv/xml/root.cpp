@@ -7,7 +7,7 @@ namespace xml {
 
 root::root(const char* element) { hold(element, nullptr); }
 
-// Pending content is parsed in place, so whatever may become such content is copied as well.
+// Pending content is parsed in place, so all text that may become such content is copied too.
 root::root(const root& other) : item(other) {
     const auto take_text = [](item& from) {
         const bool has_name = from.name != nullptr;
@@ -35,7 +35,7 @@ root::root(const root& other) : item(other) {
 root& root::operator=(const item& source) {
     if (&source == this)
         return *this;
-    // All is made before anything of ours goes, for the source may be part of this document.
+    // Everything is copied before anything is released, as the source may be part of this document.
     list copied_children(source.children);
     list copied_attributes(source.attributes);
     hold(source.name, source.value);

@@ -1,4 +1,4 @@
-// Steps through raw text. None goes past the NUL that ends it. Not installed.
+// Scanning raw text. No scan goes past the NUL that ends it. Not installed.
 #pragma once
 
 namespace xml {
@@ -12,8 +12,8 @@ inline char* scan_to(char* at, char wanted) {
     return at;
 }
 
-// Steps over a tag inside some content, from the byte behind its "<" to behind its ">", or to the
-// NUL that ends the text. `closed` tells whether it was an empty-element tag.
+// Skips a tag inside content, from the byte after its "<" to the one after its ">", or to the NUL
+// that ends the text. `closed` tells whether it was an empty-element tag.
 inline char* skip_tag(char* at, bool& closed) {
     closed = false;
     for (;; ++at) {
@@ -39,9 +39,8 @@ inline char* skip_tag(char* at, bool& closed) {
     }
 }
 
-// Where reading stops when it meets the end of the text: behind the first NUL if a second one
-// stands there, as at the end of a buffer; at the NUL itself if not, as at the end of a nested
-// value.
+// Where reading stops at the end of the text: after the first NUL if a second one follows, as at
+// the end of a buffer; otherwise at the NUL itself, as at the end of a nested value.
 inline char* behind_text(char* nul) { return nul[1] == 0 ? nul + 1 : nul; }
 
 } // namespace xml

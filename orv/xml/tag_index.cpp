@@ -1,13 +1,13 @@
-// The tags of one name are matched as parentheses are; those of other names do not matter to them.
-// From the last tag to the first, what closes an element that begins in front of a tag is: an end
-// tag itself; and in front of a start tag, the end tag that is next behind the one which that
-// needs.
+// Tags of one name are matched like parentheses; those of other names do not affect them. The index
+// is built from the last tag to the first: an element whose content begins before a tag is closed
+// by that tag if it is an end tag; if it is a start tag, by whatever closes content that begins
+// after its own end tag.
 //
-// A start tag is not always read as it is stepped over: `<a '>` ends there when it is read, but
-// when stepped over, the quote goes on to the next one. So content may begin where the run of tags
-// from further outside sees none. Then another run is made from there, up to the first tag that is
-// in a run already. Every tag is in one run, and at one place of the text there are no more runs
-// than states to be in (outside, in a tag, in either quotes), so all of them take O(n).
+// A start tag is not always read the way it is skipped: `<a '>` ends there when it is read, but
+// when it is skipped, the quote runs on to the next one. So content may begin where the run of tags
+// from further outside sees none. Another run is then made from there, up to the first tag that is
+// already in a run. Every tag is in one run, and there are no more runs at one place in the text
+// than states to be in (outside, in a tag, in either kind of quotes), so all of them take O(n).
 #include <orv/xml/tag_index.hpp>
 
 #include <orv/xml/name.hpp>
@@ -19,7 +19,7 @@ namespace xml {
 
 namespace {
 
-// A copy, for parts of the text are cut up while the index is in use.
+// A copy, because the text is cut up while the index is in use.
 std::string folded(const char* name) {
     std::string made;
     for (; !is_delimiter(*name); ++name)
@@ -81,7 +81,7 @@ const tag_index::run& tag_index::run_from(char* first) {
     return made;
 }
 
-// What closes an element of that name whose content begins at `at`, in a run.
+// What closes an element called `name` whose content begins at `at`, in a run.
 tag_index::end_tag tag_index::closing_in(const run* in, char* at, const std::string& name) {
     for (; in; at = in->meets, in = in->into) {
         const auto tags = in->tags.find(name);

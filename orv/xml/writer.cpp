@@ -1,7 +1,7 @@
-// Writing a tree back as text. Names, attribute values and texts go out exactly as they are held:
-// values are raw markup, so nothing is escaped. An element with children is written with these and
-// without its value. Both writers keep their own way back up, for a tree may be deeper than calls
-// can be. Most pieces of markup are a few bytes long, so they are gathered before they are
+// Writing a tree back as text. Names, attribute values and texts are written exactly as they are
+// held: values are raw markup, so nothing is escaped. An element with children is written with
+// these and without its value. Neither writer recurses, as a tree may be deeper than the stack
+// allows. Most pieces of markup are a few bytes long, so they are gathered before they are
 // appended.
 #include <orv/xml/writer.hpp>
 
@@ -14,7 +14,7 @@ namespace xml {
 
 namespace {
 
-// Gathers what is written to a sink, which has it all when `finish` has been called.
+// Gathers what is written to a sink, which has all of it once `finish` has been called.
 class gathering {
 public:
     explicit gathering(sink& out) : out_(out) {}
@@ -102,7 +102,7 @@ struct compact {
     }
 };
 
-// A line for each tag and text. A text that has line ends of its own is written as it is.
+// A line for each tag and text. Line ends within a text are written as they are.
 struct indented {
     gathering& out;
 

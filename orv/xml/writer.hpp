@@ -1,11 +1,11 @@
-// Writing markup to something other than a text. Not installed.
+// Writing markup to something other than a string. Not installed.
 #pragma once
 
 #include <orv/xml/item.hpp>
 
 namespace xml {
 
-// What receives markup, piece by piece.
+// Receives markup piece by piece.
 struct sink {
     virtual void append(const char* bytes, unsigned long count) = 0;
 
