@@ -1,6 +1,6 @@
-// The socket never blocks: `connect`, `send` and `recv` do at once what can be done at once, and
-// what is left waits in `poll`, for no longer than the deadline allows. `send` is given all that is
-// left to send; small pieces would wait for a peer that delays its acknowledgements.
+// The socket never blocks: `connect`, `send` and `recv` do what they can immediately, and the rest
+// waits in `poll`, for no longer than the deadline allows. `send` is given all that is left; small
+// pieces would wait for a peer that delays its acknowledgements.
 #include <orv/http/connection.hpp>
 
 #include <orv/runtime/platform.hpp>
@@ -23,12 +23,12 @@ namespace transport {
 
 namespace {
 
-// Address 0 stands for failure.
+// Address 0 means failure.
 in_addr_t find_address(const char* host) {
     if (strcasecmp(host, "Any") == 0 || std::strcmp(host, "0.0.0.0") == 0)
         return 0;
     if (std::strcmp(host, "255.255.255.255") == 0)
-        return INADDR_BROADCAST; // as such, though it is also what `inet_addr` says on failure
+        return INADDR_BROADCAST; // valid, though `inet_addr` also returns it on failure
     const in_addr_t dotted = inet_addr(host);
     return dotted != INADDR_NONE ? dotted : runtime::address_of_host(host);
 }
@@ -53,8 +53,8 @@ connection::connection(const runtime::deadline& limit, long half_budget)
     : limit_(limit), socket_(runtime::tcp_socket()) {
     if (!is_open())
         return;
-    // An 8-byte integer and no time structure, on purpose; whether the system takes it does not
-    // matter.
+    // An 8-byte integer rather than a time structure, on purpose; whether the system accepts it
+    // does not matter.
     const std::int64_t value = half_budget;
     ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof value);
     ::setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof value);
@@ -99,8 +99,8 @@ outcome connection::send(const char* bytes, unsigned long count) {
 }
 
 outcome connection::receive(char* buffer, unsigned long size, int& received) {
-    // Pieces that follow one another without a wait take but microseconds; of so many in a row one
-    // looks at the clock, for a server that sends without end.
+    // Pieces that follow one another without a wait take only microseconds; only one in so many
+    // checks the clock, in case a server sends without end.
     constexpr unsigned between_looks = 16;
     if (++pieces_ % between_looks == 0 && limit_.passed())
         return outcome::cut_off;
@@ -114,8 +114,8 @@ outcome connection::receive(char* buffer, unsigned long size, int& received) {
     }
 }
 
-// False if the deadline has passed. Errors and the peer's end count as ready; the call that follows
-// reports them. A wait that was interrupted is taken up again.
+// False if the deadline has passed. Errors and a connection closed by the peer count as ready; the
+// call that follows reports them. An interrupted wait is resumed.
 bool connection::wait_for(short events) const {
     pollfd watched{socket_, events, 0};
     while (::poll(&watched, 1, limit_.milliseconds_to_wait()) <= 0) {

@@ -7,19 +7,19 @@
 
 namespace transport {
 
-// Finds the IPv4 address of a host and puts it and the low 16 bits of `port` into `address`, which
+// Finds the IPv4 address of a host and stores it and the low 16 bits of `port` in `address`, which
 // is zero but for its family. The host is read up to its first ":". An empty host is address 0;
-// "Any", "0.0.0.0" and whatever else comes to address 0 cannot be resolved. False if the host
-// cannot be resolved.
+// "Any", "0.0.0.0" and anything else that turns out to be address 0 cannot be resolved. False if
+// the host cannot be resolved.
 bool resolve(const char* host, long port, sockaddr_in& address);
 
-// What has become of an operation: it is done, it has failed, or the deadline has cut it off.
+// How an operation ended: it was completed, it failed, or the deadline cut it off.
 enum class outcome { done, failed, cut_off };
 
-// A socket, closed when the object goes. No call waits beyond the deadline.
+// A socket, closed when the object is destroyed. No call waits beyond the deadline.
 class connection {
 public:
-    // Makes the socket. `half_budget` is set as the time-out option of both directions.
+    // Creates the socket. `half_budget` is set as the time-out option of both directions.
     connection(const runtime::deadline& limit, long half_budget);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
@@ -29,9 +29,9 @@ public:
     outcome connect(const sockaddr_in& address);
     // Sends everything.
     outcome send(const char* bytes, unsigned long count);
-    // Receives up to `size` bytes, as many as are there; waits only if there are none. `received`
-    // is what `recv` has returned: what is not above 0 is a failure, be it the peer's end. What has
-    // arrived counts even if the deadline has passed meanwhile.
+    // Receives up to `size` bytes, as many as have arrived; waits only if there are none.
+    // `received` is what `recv` returned: 0 or less is a failure, also if the peer has closed. What
+    // has arrived counts even after the deadline, but every 16th call checks that first.
     outcome receive(char* buffer, unsigned long size, int& received);
 
 private:
@@ -39,7 +39,7 @@ private:
 
     const runtime::deadline& limit_;
     int socket_;
-    unsigned pieces_ = 0; // received so far, and the one that is waited for
+    unsigned pieces_ = 0; // received so far, including the one awaited
 };
 
 } // namespace transport

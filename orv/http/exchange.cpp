@@ -1,5 +1,5 @@
-// Every text that an exchange leaves in `error`, and every decision on whether another attempt
-// follows, stand here.
+// Every text that an exchange leaves in `error` is written here, and here it is decided whether to
+// make another attempt.
 #include <orv/http/exchange.hpp>
 
 #include <orv/http/connection.hpp>
@@ -29,12 +29,12 @@ constexpr char connect_failure[] =
     "3. The local network needs proxy settings to reach the server. Ask the administrator of the "
     "network about them.\n";
 
-// "recv" and both spaces are kept, also for a message that could not be sent.
+// "recv" and both spaces are intended, even for a message that could not be sent.
 constexpr char no_answer[] = "Can't recv data from  server %s";
 
 constexpr std::chrono::milliseconds pause_after_refusal(100);
 
-// What an attempt has come to.
+// How an attempt ended.
 enum class attempt_end { status_200, other_status, given_up, to_be_repeated };
 
 class attempts {
@@ -42,7 +42,7 @@ public:
     attempts(const exchange& with, long budget)
         : with_(with), limit_(budget), half_budget_(budget / 2) {}
 
-    // Makes one after the other.
+    // Makes one attempt after another.
     int run();
 
 private:
@@ -55,7 +55,7 @@ private:
     const exchange& with_;
     const runtime::deadline limit_;
     const long half_budget_;
-    bool has_connected_ = false; // any of them
+    bool has_connected_ = false; // in any attempt
 };
 
 int attempts::run() {
@@ -67,7 +67,7 @@ int attempts::run() {
     const bool is_answered = end == attempt_end::status_200 || end == attempt_end::other_status;
     if (!is_answered && with_.error.empty())
         with_.error.addprintf("Can't send data to server %s", with_.host);
-    if (!is_answered) // what came to nothing may be much, and is not kept
+    if (!is_answered) // an incomplete reply may be large, and is not kept
         buffers::stream_reuse::free(with_.text);
     return end == attempt_end::status_200 ? 1 : 0;
 }
@@ -98,8 +98,8 @@ bool attempts::connect(connection& server, const sockaddr_in& address) {
         has_connected_ = true;
         return true;
     }
-    // A connection that the deadline cuts off says nothing about a server that was reached before:
-    // why that attempt failed is the better reason.
+    // A connection cut off by the deadline says nothing about a server that was reached before: why
+    // that attempt failed is the better reason.
     const bool has_reason = made == outcome::cut_off && has_connected_;
     if (!has_reason)
         with_.error.clear();
@@ -115,7 +115,7 @@ bool attempts::send(connection& server) {
     ORV_trace6("Try to send\n");
     const outcome sent = server.send(with_.request.data(), with_.request.length());
     if (sent == outcome::failed)
-        with_.error.addprintf(no_answer, with_.host); // behind the lines of earlier attempts
+        with_.error.addprintf(no_answer, with_.host); // after the lines of earlier attempts
     return sent == outcome::done;
 }
 
@@ -145,7 +145,7 @@ attempt_end attempts::receive(connection& server) {
 attempt_end attempts::finish(const reply& received) {
     with_.reply_body.load(received.body().c_str(), received.body().length());
     trace_document("Recv header:\n%s\n", with_.reply_header);
-    trace_document("Recv request:\n%s\n", with_.reply_body); // "request" is kept
+    trace_document("Recv request:\n%s\n", with_.reply_body); // "request" is intended
     with_.error = with_.reply_header["Status"]->value;
     return received.code() == 200 ? attempt_end::status_200 : attempt_end::other_status;
 }

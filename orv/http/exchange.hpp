@@ -1,4 +1,4 @@
-// An exchange with a server: attempts that follow one another within the budget. Not installed.
+// An exchange with a server: attempts made one after another within the budget. Not installed.
 #pragma once
 
 #include <orv/http/message.hpp>
@@ -9,7 +9,7 @@
 
 namespace transport {
 
-// What is sent where, and what receives the answer.
+// What is sent, where to, and what receives the reply.
 struct exchange {
     const char* host;
     long port;
@@ -20,8 +20,8 @@ struct exchange {
     str_t& error;
 };
 
-// Makes whole attempts (connect, send, receive) until one brings a complete reply or the budget of
-// so many ticks is spent. Returns the result of the request, with the reason in `error`.
+// Makes whole attempts (connect, send, receive) until one gets a complete reply, none can, or
+// `budget` ticks are spent. Returns the result of the request, with the reason in `error`.
 int run(const exchange& with, long budget);
 
 } // namespace transport

@@ -39,14 +39,14 @@ void add_default_lines(xml::root& header) {
 
 void set_computed_lines(xml::root& header, const char* host, long port, unsigned long body_length) {
     str_t authority(host);
-    authority.addprintf(":%ld", port); // the port also when it is 80
+    authority.addprintf(":%ld", port); // the port even if it is 80
     header["HOST"]->setText(authority.c_str());
     str_t length;
     length.addprintf("%u", static_cast<unsigned>(body_length));
     header["Content-Length"]->setText(length.c_str());
 }
 
-// Of a name up to its delimiter; what is missing is empty.
+// Names are written up to their delimiter; a missing name or value counts as empty.
 std::string head_of(const stream<0>& path, const xml::root& header) {
     std::string head = std::string("POST ") + path.c_str() + " HTTP/1.1\r\n";
     for (unsigned long i = 0; i < header.children.count; ++i) {
@@ -57,7 +57,7 @@ std::string head_of(const stream<0>& path, const xml::root& header) {
     return head.append("\r\n");
 }
 
-// A stream that lets no block that it outgrows stay allocated.
+// Appends to a stream and frees every block that it outgrows.
 struct stream_sink : xml::sink {
     stream<0>& text;
     explicit stream_sink(stream<0>& to) : text(to) {}
@@ -73,14 +73,14 @@ message::message(stream<0>& in, const stream<0>& path, const char* host, long po
                  xml::root& header, const xml::root& body)
     : text_(in) {
     add_default_lines(header);
-    // What the two lines that are yet to be set come to at most, beside the host.
+    // The most that the two lines still to be set can take, without the host.
     constexpr unsigned long computed =
         sizeof "HOST: :-9223372036854775808\r\nContent-Length: 4294967295\r\n";
     const std::string room(head_of(path, header).size() + std::strlen(host) + computed, ' ');
     text_.clear();
     stream_sink out(text_);
     out.append(room.data(), room.size());
-    xml::write_compact(body, out); // without a NUL, as all that a document renders
+    xml::write_compact(body, out); // without a NUL, like everything that a document renders
 
     set_computed_lines(header, host, port, text_.length() - room.size());
     const std::string head = head_of(path, header);

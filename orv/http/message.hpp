@@ -6,8 +6,8 @@
 
 namespace transport {
 
-// Composes the request line, the header lines, an empty line and the body in a stream, in place of
-// what that held. The head depends on the length of the body; so the body is rendered first, behind
+// Composes the request line, the header lines, an empty line and the body in a stream, replacing
+// what it held. The head depends on the length of the body, so the body is rendered first, after
 // room for the head, and is not copied again.
 //
 //     +-------------+------+------+
@@ -16,8 +16,8 @@ namespace transport {
 //                   ^ data()
 class message {
 public:
-    // Adds the header lines that a request cannot do without to `header`, where they are missing,
-    // and sets those that follow from the URL and the body.
+    // Adds the header lines that every request needs to `header` where they are missing, and sets
+    // those that follow from the URL and the body.
     message(stream<0>& in, const stream<0>& path, const char* host, long port, xml::root& header,
             const xml::root& body);
 

@@ -1,7 +1,6 @@
-// A reply is read in chunks of up to 4095 bytes. While in the head, every chunk is cut at its line
-// ends; the piece behind the last one waits in the accumulator for the next chunk. The empty line
-// ends the head, and from there on the accumulator collects the body, until it is as long as
-// announced.
+// A reply is read in chunks of up to 4095 bytes. In the head, every chunk is split at its line
+// ends; the piece after the last one stays in the accumulator until the next chunk. The empty line
+// ends the head; from there on the accumulator collects the body, until it is as long as announced.
 #include <orv/http/reply.hpp>
 
 #include <orv/buffers/stream_reuse.hpp>
@@ -17,12 +16,12 @@ namespace transport {
 
 namespace {
 
-// An announced length is believed up to this multiple of what has arrived, or of a full chunk: a
-// server cannot make us allocate what it never sends.
+// An announced length is believed up to this multiple of what has arrived, or of a full chunk, so
+// that a server cannot make us allocate what it never sends.
 constexpr unsigned long believed = 4;
 constexpr unsigned long chunk_size = 4096;
 
-// Where the first CR LF begins; null if it is not there, or not all of it.
+// Where the first CR LF begins; null if there is none, or only its CR.
 const char* find_line_end(const char* at, const char* end) {
     while (at != end) {
         const void* found = std::memchr(at, '\r', static_cast<unsigned long>(end - at));
@@ -36,7 +35,7 @@ const char* find_line_end(const char* at, const char* end) {
     return nullptr;
 }
 
-// The number of bytes in front of the first NUL.
+// The number of bytes before the first NUL.
 unsigned long text_length(const char* at, const char* end) {
     return strnlen(at, static_cast<unsigned long>(end - at));
 }
@@ -59,7 +58,7 @@ bool reply::take(const char* chunk, unsigned long count) {
     return in_body_ && text_.length() >= static_cast<unsigned long>(content_length_);
 }
 
-// Takes lines up to the end of the head, or of the chunk; returns how far it came.
+// Takes lines up to the end of the head, or of the chunk; returns where it stopped.
 const char* reply::take_head(const char* at, const char* end) {
     while (at != end) {
         const char* const line_end = find_line_end(at, end);
@@ -79,11 +78,11 @@ const char* reply::take_head(const char* at, const char* end) {
 
 void reply::take_body(const char* at, const char* end) {
     if (content_length_ < 0)
-        return; // there is no end to what would be collected, and nobody would see it
+        return; // it would be collected without end, and nobody would see it
     append(at, text_length(at, end));
 }
 
-// Room for a body is made by as much as is announced, if that is to be believed.
+// For a body, reserves as much as is announced, as far as that is believed.
 void reply::append(const char* bytes, unsigned long count) {
     const unsigned long length = text_.length() + count;
     if (length >= text_.capacity()) {
@@ -101,7 +100,7 @@ void reply::take_line(const char* line) {
     std::string name(line, name_end);
     const char* const value = line + name_end + (line[name_end + 1] == ' ' ? 2 : 1);
 
-    // A line without a name sets the length too, as hosts are told that such lines are read.
+    // A line without a name sets the length too, as hosts are told.
     if (name.empty() || strcasecmp(name.c_str(), "Content-Length") == 0) {
         content_length_ = buffers::leading_int(value);
     } else if (strncasecmp(name.c_str(), "http/", 5) == 0) {
@@ -111,9 +110,8 @@ void reply::take_line(const char* line) {
         header_["Code"]->setText(digits);
         name = "Status";
     }
-    // The name is a path: a "/" in it means a nested element, and the empty name the document
-    // itself, which loses the lines gathered so far. Hosts find both where the transport's page
-    // says.
+    // The name is a path: a "/" in it means a nested element, and the empty name means the document
+    // itself, which then loses the lines gathered so far. The transport's page tells hosts of both.
     header_[name.c_str()]->setText(value);
 }
 

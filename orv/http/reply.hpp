@@ -1,4 +1,4 @@
-// Reading the reply of a server. Not installed.
+// Reading a server's reply. Not installed.
 #pragma once
 
 #include <orv/buffers/stream.hpp>
@@ -6,22 +6,22 @@
 
 namespace transport {
 
-// Takes a reply apart as it arrives: chunks go in, header lines come out as elements of a document,
-// and the body is collected. It knows nothing of sockets, and any bytes will do.
+// Parses a reply as it arrives: header lines become elements of a document, and the body is
+// collected. It does not depend on sockets, and accepts any bytes.
 class reply {
 public:
-    // The lines go into `header`. `text` is what lines and body are collected in; its old text
-    // goes, its room is used.
+    // The lines are stored in `header`. Lines and body are collected in `text`, whose old content
+    // is dropped and whose memory is reused.
     reply(xml::root& header, stream<0>& text);
 
     // Takes the bytes of one chunk. True once the reply is complete. A line end counts only if both
-    // its bytes are in one chunk, and a NUL drops the rest of its line in this chunk, or of the
-    // chunk in the body: hosts are told to expect both.
+    // its bytes are in one chunk, and a NUL drops the rest of its line in this chunk or, in the
+    // body, of the chunk: hosts are told to expect both.
     bool take(const char* chunk, unsigned long count);
 
     // The status code of the status line, 0 without one.
     int code() const { return code_; }
-    // The body so far; nothing of one whose announced length is negative.
+    // The body so far; empty if its announced length is negative.
     const stream<0>& body() const { return text_; }
 
 private:

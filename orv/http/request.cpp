@@ -28,7 +28,7 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
     ORV_trace6("URL %s\n", buffers::or_empty(url));
     const transport::borrowed_workspace work;
     long port;
-    // The two complaints go into different documents, where hosts look for each.
+    // The two errors are reported in different documents, where hosts look for each.
     if (!parce(url, work->scheme, work->host, port, work->path)) {
         replyHeader["error"]->setText("Invalid URL:");
         return -1;
@@ -41,7 +41,7 @@ int ORV::http::request(const char* url, xml::root& header, xml::root& body, xml:
     const char* const host = work->host.c_str();
     const transport::message message(work->message, work->path, host, port, header, body);
     transport::trace_document("Send header:\n%s\n", header);
-    // As it is by now: the header lines may have been set in the same document.
+    // In its present state: the header lines may have been set in the same document.
     transport::trace_document("Send request:\n%s\n", body);
     return transport::run({host, port, message, work->reply, replyHeader, replyBody, error},
                           timeout);

@@ -8,7 +8,7 @@
 
 namespace transport {
 
-// Traces the compact text of a document, if anybody sees it: rendering takes time.
+// Traces the compact text of a document, but only if traces are seen, as rendering takes time.
 inline void trace_document(const char* format, const xml::item& document) {
     if (!runtime::traces_are_seen())
         return;

@@ -1,5 +1,5 @@
-// Splitting a URL, in a private copy: every delimiter that is met becomes a NUL, and three marks
-// note where host, port and path begin.
+// Splitting a URL, in a private copy: every delimiter found becomes a NUL, and three marks note
+// where host, port and path begin.
 //
 //     http://host:8080/svc/ep
 //         ^      ^    ^          become NUL
@@ -22,7 +22,7 @@ struct marks {
     const char* path = nullptr;
 };
 
-// `copy` holds the URL and one NUL more, for the mark behind "://" may lie behind the end.
+// `copy` holds the URL and one extra NUL, because the mark after "://" may lie past the end.
 marks split(std::string& copy) {
     marks found;
     for (unsigned long i = 0; i < copy.size();) {
@@ -37,8 +37,8 @@ marks split(std::string& copy) {
             continue;
         }
         *at = 0;
-        // The first character of the host, and that of the port, are not examined; this is
-        // intended. A host that begins with ":" keeps it.
+        // The first characters of the host and of the port are not examined, on purpose: a host
+        // that begins with ":" keeps it.
         if (!found.host && at[1] == '/') {
             found.host = at + 3;
             i += 4;
@@ -53,7 +53,7 @@ marks split(std::string& copy) {
 }
 
 long default_port(const char* scheme) {
-    // Only "http" is ever asked for. The table is kept as it stands, with the 23 for "ftp".
+    // Only "http" is ever asked for. The table is kept as it is, including 23 for "ftp".
     static constexpr struct {
         const char* scheme;
         long port;

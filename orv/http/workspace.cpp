@@ -1,6 +1,6 @@
 // The slots are plain atomic pointers. They need no destructor, which would keep the library from
-// being unloaded, and may be used by threads that run on while the process ends; and in a child
-// made by fork the slots of requests that were under way are empty.
+// being unloaded; threads that are still running while the process exits may use them; and in a
+// forked child, the slots of requests that were in progress are empty.
 #include <orv/http/workspace.hpp>
 
 #include <orv/buffers/stream_reuse.hpp>
@@ -14,7 +14,7 @@ namespace {
 
 std::atomic<workspace*> slots[16];
 
-// Returns a workspace to the heap, with the blocks of its streams, which they would leave.
+// Frees a workspace, and the blocks of its streams, which these would leave allocated.
 void discard(workspace* unused) {
     for (stream<0>* text :
          {&unused->scheme, &unused->host, &unused->path, &unused->message, &unused->reply})

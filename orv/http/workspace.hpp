@@ -1,4 +1,4 @@
-// What a request works on, kept for the requests that follow. Not installed.
+// The working memory of a request, kept for later ones. Not installed.
 #pragma once
 
 #include <orv/buffers/stream.hpp>
@@ -12,12 +12,11 @@ struct workspace {
     stream<0> reply; // a header line so far, then the body so far
 };
 
-// A workspace for as long as it lives: one that an earlier request has left, if one is free. Its
-// streams may hold old text.
+// Holds a workspace for as long as it lives: one that an earlier request has left, if any is free.
+// Its streams may hold old text.
 //
-// A few workspaces are kept by the process, each in a slot of its own, which is taken and put back
-// by one atomic exchange; so any number of threads get along without a lock. What more requests
-// than that use at once goes back to the heap.
+// The process keeps a few workspaces, each in a slot of its own. One atomic exchange takes or
+// returns one, so any number of threads need no lock. Workspaces beyond that number are freed.
 class borrowed_workspace {
 public:
     borrowed_workspace();
@@ -31,7 +30,7 @@ private:
     workspace* held_;
 };
 
-// Returns what is kept to the heap. What a request has borrowed just then is not touched.
+// Frees the workspaces that are kept. Those that requests hold at that moment are not touched.
 void free_workspaces();
 
 } // namespace transport
