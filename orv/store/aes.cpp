@@ -1,6 +1,6 @@
 // AES as in FIPS-197, section 5, on four columns of four bytes held as little-endian words. One
-// round of a column is four table look-ups, a byte from each of four columns, and a round key. A
-// processor that has instructions for the rounds runs them in place of that, by the same keys
+// round of a column takes four table look-ups, with a byte from each of four columns, and a round
+// key. A processor with instructions for the rounds uses those instead, with the same keys
 // (aes_instructions.cpp).
 //
 // A block of the settings file, before it is enciphered:
@@ -25,9 +25,9 @@ constexpr unsigned long block_size = 16;
 constexpr unsigned long payload = block_size - 1;
 constexpr unsigned char zeros[block_size] = {}; // what the first block is chained to
 
-using word = std::uint64_t; // carries 32 bits
+using word = std::uint64_t; // holds 32 bits
 
-// A block as the cipher works on it.
+// A block in the form that the cipher works on.
 struct columns {
     std::uint32_t a, b, c, d;
 
@@ -36,7 +36,7 @@ struct columns {
     }
 };
 
-// Columns are little-endian in memory, as the processor has them.
+// Columns are little-endian in memory, like the processor's words.
 std::uint32_t load(const unsigned char* bytes) {
     std::uint32_t column;
     std::memcpy(&column, bytes, sizeof column);
@@ -54,8 +54,7 @@ void store_block(unsigned char* at, const columns& block) { std::memcpy(at, &blo
 std::uint32_t low(word carried) { return static_cast<std::uint32_t>(carried); }
 
 // A column of the next state: the bytes that the row shift brings together, the first from `a`,
-// substituted, mixed, and combined with a column of the round key. The four tables follow one
-// another.
+// substituted, mixed, and combined with a column of the round key. The four tables are contiguous.
 std::uint32_t mix(const word* tables, std::uint32_t a, std::uint32_t b, std::uint32_t c,
                   std::uint32_t d, word key) {
     const word* const table1 = tables + 256;
@@ -100,7 +99,7 @@ aes::aes() {
 
 aes::~aes() { forget(); }
 
-// Zeros the key schedule, before there is one and after.
+// Zeros the key schedule, whether or not there is one.
 void aes::forget() {
     rounds_ = 0;
     round_key_ = nullptr;
@@ -132,8 +131,8 @@ bool aes::setkey_enc(unsigned char* key, int bits) {
 }
 
 // The equivalent inverse cipher (FIPS-197, 5.3.5): the round keys from the last to the first, all
-// but the two outer ones run through the inverse of MixColumns. The reverse tables do that on a
-// byte that was substituted before.
+// but the two outer ones put through the inverse of MixColumns. The reverse tables do that to a
+// byte that has been substituted first.
 bool aes::setkey_dec(unsigned char* key, int bits) {
     forget();
     aes encryption;
@@ -157,7 +156,7 @@ bool aes::setkey_dec(unsigned char* key, int bits) {
 
 namespace {
 
-// Everything that ciphering blocks takes, in local reach. Deciphering shifts rows the other way.
+// Everything needed to process blocks, in a local object. Deciphering shifts rows the other way.
 template <bool Reverse>
 struct block_cipher {
     const word* tables;
@@ -165,11 +164,11 @@ struct block_cipher {
     const word* key;
     int rounds;
 
-    // The round key that a block is combined with to begin with.
+    // The round key that a block is first combined with.
     columns first_key() const { return {low(key[0]), low(key[1]), low(key[2]), low(key[3])}; }
 
-    // Runs blocks that carry the first key through the rounds, side by side: the look-ups for one
-    // go on while those for another are waited for.
+    // Runs blocks, already combined with the first key, through the rounds side by side: the
+    // look-ups for one proceed while those for another are pending.
     template <class... Columns>
     [[gnu::always_inline]] void operator()(Columns&... blocks) const {
         const word* k = key;
@@ -212,7 +211,7 @@ void aes::encipher(unsigned char* blocks, unsigned long count) const {
     if (const aes_instructions* const processor = aes_instructions::here())
         return processor->encipher(round_key_, rounds_, blocks, count);
     const block_cipher<false> encipher{forward_[0], forward_box_, round_key_, rounds_};
-    columns chain{}; // the enciphered block before, for which each waits
+    columns chain{}; // the enciphered block before, which each block depends on
     for (; count > 0; --count, blocks += block_size) {
         chain = (load_block(blocks) ^ encipher.first_key()) ^ chain;
         encipher(chain);
@@ -275,14 +274,14 @@ bin_t aes::decrypt(const bin_t& in, unsigned char* key, int bits) {
     if (!schedule.setkey_dec(key, bits))
         return result;
     buffers::bin_appender out(result);
-    unsigned char plain[32 * block_size + 1]; // for 16 bytes to be behind the last length byte
+    unsigned char plain[32 * block_size + 1]; // so that 16 bytes follow the last length byte
     const unsigned char* before = zeros;
     const unsigned char* bytes = bytes_of(in);
     for (unsigned long left = in.length() / block_size; left > 0;) {
         const unsigned long count = left < 32 ? left : 32;
         schedule.decipher(before, bytes, plain, count);
         for (unsigned long at = 0; at < count * block_size; at += block_size) {
-            if (plain[at] <= payload) // what is out of range is skipped without a word
+            if (plain[at] <= payload) // a length out of range is skipped silently
                 out.append(plain + at + 1, plain[at]);
         }
         bytes += count * block_size;

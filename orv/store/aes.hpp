@@ -8,15 +8,15 @@
 
 namespace ORV {
 
-// AES (FIPS-197) with 128-, 192- and 256-bit keys, and around it the chaining and framing of the
-// settings file: cipher block chaining with an initial vector of zeros, each block carrying a
-// length byte and up to 15 bytes. The rounds are run by the processor's instructions for them where
-// it has any, and are table-driven where not, with the same results.
+// AES (FIPS-197) with 128-, 192- and 256-bit keys, with the chaining and framing of the settings
+// file: cipher block chaining with an initial vector of zeros, each block carrying a length byte
+// and up to 15 bytes. The rounds are run by the processor's instructions for them if it has any,
+// and are table-driven if not, with the same results.
 //
-// A cipher object holds one key schedule; it is wiped when the object goes. Threads: an object
-// belongs to one; the tables are shared by all and constant. A table look-up takes time that
-// depends on the key, and the key schedule makes some on every processor, so the cipher is not for
-// use where others can measure it.
+// A cipher object holds one key schedule, which is wiped when the object is destroyed. Threads: an
+// object belongs to one thread; the tables are constant and shared by all. A table look-up takes
+// time that depends on the key, and the key schedule uses look-ups on every processor, so the
+// cipher is not for use where others can measure it.
 class ORV_API aes {
 public:
     // The direction of `crypt_ecb`: any value but 0 enciphers.
@@ -27,23 +27,23 @@ public:
     aes(const aes&) = delete;
     aes& operator=(const aes&) = delete;
 
-    // The bytes enciphered: a block of 16 for every 15 or fewer, in order; no block for no bytes.
-    // `key` is bits / 8 bytes; `bits` other than 128, 192 and 256 give an empty result.
+    // The bytes enciphered: a block of 16 for every 15 or fewer, in order; no block for empty
+    // input. `key` has bits / 8 bytes; `bits` other than 128, 192 and 256 give an empty result.
     static bin_t encrypt(const bin_t& in, unsigned char* key, int bits);
     // The reverse. A block whose length byte is out of range, as most are under a wrong key,
-    // contributes nothing and is not reported; bytes behind the last whole block are ignored.
+    // contributes nothing and is not reported; bytes after the last whole block are ignored.
     static bin_t decrypt(const bin_t& in, unsigned char* key, int bits);
 
-    // Expand a key of bits / 8 bytes for one direction. False, and an object that enciphers
-    // nothing, for `bits` other than 128, 192 and 256.
+    // Expand a key of bits / 8 bytes for one direction. For `bits` other than 128, 192 and 256 they
+    // return false, and the object enciphers nothing.
     bool setkey_enc(unsigned char* key, int bits);
     bool setkey_dec(unsigned char* key, int bits);
-    // One block of 16 bytes, by the key expanded for that direction; nothing without a key. `in`
-    // and `out` may be the same.
+    // Processes one block of 16 bytes with the key expanded for that direction; does nothing
+    // without a key. `in` and `out` may be the same.
     void crypt_ecb(mode_t mode, unsigned char* in, unsigned char* out);
 
 private:
-    using word = std::uint64_t; // carries 32 bits
+    using word = std::uint64_t; // holds 32 bits
 
     ORV_LOCAL void forget();
     // Chained blocks; the first is chained to zeros, or to the one `before`.

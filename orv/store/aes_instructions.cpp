@@ -1,15 +1,15 @@
-// An instruction runs one round of one block. It takes several cycles, and another can begin in
-// each of them if it does not wait for the result: so eight blocks are deciphered side by side. To
-// encipher, each block waits for the one before.
+// One instruction runs one round of one block. It takes several cycles, but another that does not
+// need its result can start in each of them, so eight blocks are deciphered side by side. When
+// enciphering, each block depends on the one before.
 //
-// A round key is put together from its four words whenever it is needed, so that no other copy of
-// the schedule has to be wiped.
+// A round key is assembled from its four words whenever it is needed, so that no other copy of the
+// schedule has to be wiped.
 #include <orv/store/aes_instructions.hpp>
 
 #include <cstring>
 
-// The functions that run rounds are marked, for this source is compiled without the instructions;
-// for a Mac with arm64 it is compiled with them. Clang up to 15 cannot mark them for arm64.
+// Functions that run rounds are marked, because this source is compiled without the instructions,
+// except for a Mac with arm64. Clang up to 15 cannot mark them for arm64.
 #ifdef ORV_PORTABLE_AES
 #elif defined(__x86_64__)
 #include <cpuid.h>
@@ -33,9 +33,9 @@ namespace {
 
 using word = aes_instructions::word;
 
-// What the processors have: a block in a register; a round key from its words; what is done to a
-// block before the first round; a round that mixes; and the last one, which does not. A round of
-// x86-64 ends with a round key, the one behind it, and a round of arm64 begins with one.
+// What each processor provides: a block in a register; a round key from its words; what is done to
+// a block before the first round; a round that mixes; and the last one, which does not. A round of
+// x86-64 ends with a round key, the one after it; a round of arm64 begins with one.
 #ifdef __x86_64__
 
 using block = __m128i;

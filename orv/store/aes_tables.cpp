@@ -7,7 +7,7 @@ namespace {
 // Multiplication by x in GF(2^8), modulo x^8 + x^4 + x^3 + x + 1.
 unsigned times_x(unsigned a) { return (a << 1 ^ (a & 0x80 ? 0x1Bu : 0)) & 0xFF; }
 
-// Logarithms to the generator 3, so that multiplication is addition.
+// Logarithms to base 3, a generator, so that multiplication becomes addition.
 struct logarithms {
     unsigned power[255];
     unsigned log[256];

@@ -6,7 +6,7 @@
 namespace ORV {
 
 // Computed once, with the field arithmetic of FIPS-197, and never written to afterwards. Entries
-// are 32-bit values in 64-bit words. A round table joins the S-box with one column of MixColumns,
+// are 32-bit values in 64-bit words. A round table merges the S-box with one column of MixColumns,
 // and columns are little-endian words; tables 1 to 3 are table 0 rotated by one to three bytes.
 struct aes_tables {
     using word = std::uint64_t;

@@ -1,4 +1,4 @@
-// Texts handed over to a caller in C. Not installed.
+// Returning texts to a caller in C. Not installed.
 #pragma once
 
 #include <orv/buffers/text.hpp>
@@ -9,9 +9,9 @@
 
 namespace ORV {
 
-// Copies as much of a text as there is room for, a NUL behind it included, and returns the length
-// of the whole text. Null is no text: -1, and the copy is empty. With a null `buf` or a `size`
-// below 1 nothing is copied. The text may stand in `buf`.
+// Copies as much of a text as there is room for, including a NUL after it, and returns the length
+// of the whole text. For a null text the copy is empty and -1 is returned. With a null `buf` or a
+// `size` below 1 nothing is copied. The text may lie in `buf`.
 inline int answer(const char* text, char* buf, int size) {
     const char* const from = buffers::or_empty(text);
     const unsigned long length = std::strlen(from);

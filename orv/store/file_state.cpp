@@ -32,8 +32,8 @@ bool differ(const timespec& a, const timespec& b) {
     return a.tv_sec != b.tv_sec || a.tv_nsec != b.tv_nsec;
 }
 
-// The folder in which a file of that path is or would be: of a link, that of what it leads to in
-// the end. Empty if that is nowhere.
+// The folder that holds, or would hold, the file at `path`; for a link, the folder of what it
+// finally leads to. Empty if there are too many links.
 std::string folder_of(std::string path) {
     constexpr int most_links = 40; // as many as the system follows
     for (int links = 0; links < most_links; ++links) {

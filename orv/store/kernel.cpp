@@ -68,8 +68,8 @@ char* kernel::getString(const char* section, const char* key, char* buf, int& si
         size = whole;
     if (size < 0)
         size = 0;
-    std::memmove(buf, text, static_cast<unsigned long>(size)); // `def` may stand in `buf`
-    buf[size] = 0; // one byte behind those copied, as callers are told to expect
+    std::memmove(buf, text, static_cast<unsigned long>(size)); // `def` may lie in `buf`
+    buf[size] = 0; // one byte after those copied, as callers are told to expect
     return buf;
 }
 
@@ -118,7 +118,7 @@ int kernel::getNames(const char* section, char* buf, int size) {
     xml::item* const parent = held.config.doc.get(section, nullptr);
     if (!parent)
         return answer(nullptr, buf, size);
-    parent->is_set(""); // content is parsed when somebody looks for a child
+    parent->is_set(""); // looking for a child parses the content
     str_t names;
     const char* last = "";
     for (unsigned long i = 0; i < parent->children.count; ++i) {

@@ -48,7 +48,7 @@ bool sconfig::writeV(long timeout) {
     const runtime::deadline limit(timeout);
     settings_file to(file, cipherKey);
     bin_t bytes;
-    if (!limit.passed()) { // else they would be for nothing
+    if (!limit.passed()) { // otherwise they would not be written
         str_t text;
         doc.saveF(text, 0);
         bytes = to.encipher(text);

@@ -11,7 +11,7 @@ namespace ORV {
 // the process. docs/settings-file.md describes the file byte for byte.
 //
 // The owner sets `file` and `cipherKey`, calls `readV`, works on `doc`, and calls `flush` or lets
-// the destructor write back; a child made by fork must not run that, for it would write, too.
+// the destructor write back; a forked child must not run the destructor, which would write, too.
 // Threads: one at a time; it takes no lock.
 class ORV_API sconfig {
 public:
@@ -27,27 +27,27 @@ public:
     // as they are; a pipe, a device or a directory is not even opened. True only if there was
     // something to read and `doc` then has the `marker`.
     virtual bool readV();
-    // Writes `doc` to the file; true if every byte was written. The file is opened again and again
-    // for `timeout` ticks of the times() clock, with a pause of 100 ms after each attempt, also the
-    // one that succeeds; without time left nothing is tried. Where there is no room for it the file
+    // Writes `doc` to the file; true if every byte was written. Opening the file is retried for
+    // `timeout` ticks of the times() clock, with a pause of 100 ms after each attempt, even a
+    // successful one; with no time left nothing is tried. If there is no room for it, the file
     // stays as it was, and if not all can be written, the settings it held are put back; `errno`
     // tells why, or is 0. Leaves `changed` and `fileTime` as they are.
     virtual bool writeV(long timeout);
 
-    // Sets an integer, unless the text that is there reads as that number already.
+    // Sets an integer, unless the present text already reads as that number.
     void setInt(const char* section, const char* key, int value);
-    // Writes the document if it was changed, and notes the file's time if that went well. Leaves
-    // `changed` set, for only a load clears it.
+    // Writes the document if it was changed, and notes the file's time if that succeeded. Leaves
+    // `changed` set; only a load clears it.
     void flush();
 
     str_t file;           // full path; empty until the owner opens the store
     xml::root doc;        // sections, keys below them, values as their text
     str_t cipherKey;      // its first 32 bytes are the key; what is missing counts as zeros
-    bool changed = false; // set by every set that changes the document
-    long fileTime = 0;    // modification time last seen by the owner, in seconds; 0 is unknown
+    bool changed = false; // set by every operation that sets a new value
+    long fileTime = 0;    // modification time last seen by the owner, in seconds; 0 if unknown
 
-    // The top-level element by which a complete document of ours is known. It sorts behind every
-    // name that a host would choose, so it stands last, and a file cut short lacks it.
+    // The top-level element that identifies a complete document of ours. It sorts after every name
+    // that a host would choose, so it is last, and a truncated file lacks it.
     static const char* const marker;
 };
 

@@ -1,9 +1,9 @@
-// The plaintext of the file is a magic and the document, a line for each tag and text:
+// The plaintext of the file is a magic and the document, with a line for each tag and text:
 //
 //     "ORV" <root>LF SP<section>LF ... </root>LF
 //
-// It is enciphered as a whole (aes.cpp). There is no temporary file and no renaming: a save cuts
-// the file and writes it anew.
+// It is enciphered as a whole (aes.cpp). There is no temporary file and no renaming: a save
+// truncates the file and rewrites it.
 #include <orv/store/settings_file.hpp>
 
 #include <orv/runtime/descriptor.hpp>
@@ -32,17 +32,17 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr char magic[] = {'O', 'R', 'V'};
-// A settings file shows what it is in its first block, unless that has been damaged: then within so
-// many bytes.
+// A settings file is recognised by its first block or, if that has been damaged, within this many
+// bytes.
 constexpr unsigned long beginning = 4096;
 constexpr int key_bits = 256;
 constexpr milliseconds open_pause(100);
 constexpr milliseconds lock_pause(1);
 constexpr int lock_tries = 100;
 
-// Keeps processes that do the same from writing to the file, or from reading it, while it lives:
-// what one of them reads is never half of one save and half of another. The lock is held for the
-// time of a write; should its holder have been stopped just then, we go on without it.
+// While it lives, keeps processes that use it too from writing to the file, or from reading it, so
+// that none of them reads half of one save and half of another. The lock is held for the duration
+// of a write; should its holder have been stopped just then, we proceed without it.
 class file_lock {
 public:
     file_lock(int descriptor, int kind) : descriptor_(descriptor) {
@@ -54,20 +54,20 @@ public:
     }
     file_lock(const file_lock&) = delete;
     file_lock& operator=(const file_lock&) = delete;
-    // Closing the file would not do: a process forked meanwhile has it open too.
+    // Closing the file would not do: a process forked meanwhile has it open as well.
     ~file_lock() { flock(descriptor_, LOCK_UN); }
 
 private:
     int descriptor_;
 };
 
-// Opens a file that programs which the host starts do not inherit, and that never takes the place
-// of a standard stream. A pipe does not hold us up.
+// Opens a file so that programs started by the host do not inherit it, and it never takes the place
+// of a standard stream. A pipe does not block us.
 int open_file(const char* path, int mode) {
     return runtime::behind_standard(open(path, mode | O_CLOEXEC | O_NONBLOCK, 0666));
 }
 
-// Gives a file to `owner`, or closes it; false, too, for a descriptor of -1.
+// Hands a file to `owner`, or closes it if that fails; also false for a descriptor of -1.
 bool give(int descriptor, const char* mode, xfile& owner) {
     owner.handle = descriptor < 0 ? nullptr : fdopen(descriptor, mode);
     if (!owner.handle && descriptor >= 0)
@@ -75,14 +75,14 @@ bool give(int descriptor, const char* mode, xfile& owner) {
     return owner.handle != nullptr;
 }
 
-// Opens an ordinary file as `fopen` with "rb" does. Anything else is left alone: opening a pipe
-// waits for its writer. What may take the file's place after the look at it is not waited for.
+// Opens an ordinary file like `fopen` with "rb". Anything else is left alone: opening a pipe would
+// wait for its writer. What may replace the file after this check is not waited for.
 bool open_to_read(xfile& in, const char* path) {
     return state_of(path).is_ordinary && give(open_file(path, O_RDONLY), "rb", in) &&
            state_of(fileno(in.handle)).is_ordinary;
 }
 
-// Reads on to the end of the file, or till there are `most` bytes.
+// Reads on to the end of the file, or until there are `most` bytes.
 void read_on(std::FILE* from, bin_t& bytes, unsigned long most) {
     char piece[256];
     unsigned long count = 1;
@@ -105,7 +105,7 @@ bool write_all(std::FILE* to, const bin_t& bytes) {
     return true;
 }
 
-// Makes the file empty, and goes to its beginning. A pipe or a device has nothing to be cut.
+// Truncates the file to nothing and rewinds it. A pipe or a device has nothing to truncate.
 bool cut(std::FILE* file) {
     const bool is_cut = ftruncate(fileno(file), 0) == 0 || !state_of(fileno(file)).is_ordinary;
     std::rewind(file);
@@ -120,7 +120,7 @@ bin_t decipher(const bin_t& bytes, unsigned char* key) {
     return aes::decrypt(bytes, key, key_bits);
 }
 
-// Mostly the first block tells.
+// Usually the first block is enough.
 bool begins_as_settings(const bin_t& bytes, unsigned char* key) {
     constexpr unsigned long block = 16;
     bin_t plain;
@@ -131,7 +131,7 @@ bool begins_as_settings(const bin_t& bytes, unsigned char* key) {
     return plain.length() >= sizeof magic && std::memcmp(plain.data(), magic, sizeof magic) == 0;
 }
 
-// Reads a settings file to its end, of any other only the beginning. True for a settings file.
+// Reads a settings file to its end, but only the beginning of any other. True for a settings file.
 bool read_settings(std::FILE* from, unsigned char* key, bin_t& bytes) {
     read_on(from, bytes, beginning);
     if (!begins_as_settings(bytes, key))
@@ -140,14 +140,14 @@ bool read_settings(std::FILE* from, unsigned char* key, bin_t& bytes) {
     return true;
 }
 
-// A file that is open to be written.
+// A file opened for writing.
 struct opened_file {
     xfile out;
     file_state before;
-    bin_t old; // the settings that it held before it was cut, if any
+    bin_t old; // the settings that it held before it was truncated, if any
 };
 
-// Keeps the settings that the file holds now, if it holds any. False if that cannot be found out.
+// Keeps the settings that the file holds now, if it holds any. False if that cannot be determined.
 bool keep_settings(opened_file& of, unsigned char* key) {
     const int descriptor = fileno(of.out.handle);
     xfile in;
@@ -160,13 +160,12 @@ bool keep_settings(opened_file& of, unsigned char* key) {
     return true;
 }
 
-// Opens the file as `fopen` with "w+b" does, which cuts it, but keeps what it held.
+// Opens the file like `fopen` with "w+b", which truncates it, but keeps the settings it held.
 bool try_to_open(opened_file& opened, const char* path, unsigned char* key) {
     xfile& out = opened.out;
     if (!give(open_file(path, O_RDWR | O_CREAT), "w+b", out))
         return false;
-    // Unbuffered, so that what is counted as written has left the process, and in one piece as a
-    // rule.
+    // Unbuffered, so that what counts as written has left the process, usually in one piece.
     std::setvbuf(out.handle, nullptr, _IONBF, 0);
     bool is_cut;
     {
@@ -181,9 +180,9 @@ bool try_to_open(opened_file& opened, const char* path, unsigned char* key) {
 
 enum class opening { done, no_room, too_late };
 
-// `reason` becomes the `errno` of what went wrong last. The sleep and the trace follow every
-// attempt, also the one that succeeds: hosts that look at their traces find at least one, and those
-// that open the file wait for as long.
+// `reason` becomes the `errno` of the last failure. The sleep and the trace follow every attempt,
+// even a successful one: hosts that watch their traces find at least one, and those that open the
+// file wait for as long.
 opening open_to_write(opened_file& opened, const char* path, unsigned char* key, unsigned long size,
                       const runtime::deadline& limit, int& reason) {
     while (!limit.passed()) {
@@ -200,9 +199,9 @@ opening open_to_write(opened_file& opened, const char* path, unsigned char* key,
     return opening::too_late;
 }
 
-// Puts the bytes into the file; if they do not go in whole, what it held. False then, and `reason`
-// is the `errno` of that. Another process may have saved since the file was opened: what it has
-// written is what is put back then.
+// Writes the bytes to the file. If they cannot all be written, puts back what it held, sets
+// `reason` to the `errno` and returns false. If another process has saved since the file was
+// opened, what that process wrote is put back.
 bool replace_content(opened_file& opened, const bin_t& bytes, unsigned char* key, int& reason) {
     std::FILE* const out = opened.out.handle;
     if (state_of(fileno(out)).size != 0)
@@ -211,7 +210,7 @@ bool replace_content(opened_file& opened, const bin_t& bytes, unsigned char* key
         return true;
     reason = errno;
     cut(out);
-    write_all(out, opened.old); // as far as it goes
+    write_all(out, opened.old); // as far as possible
     return false;
 }
 
@@ -276,7 +275,7 @@ file_written settings_file::write(const runtime::deadline& limit, const bin_t& b
         done.before = opened.before;
         done.after = state_of(fileno(opened.out.handle));
     }
-    if (!opened.out.close()) { // some file systems tell but now
+    if (!opened.out.close()) { // some file systems report it only now
         done.reason = errno;
         done.is_whole = false;
     }

@@ -1,5 +1,5 @@
-// The worker looks at the state of the file and reads a changed one into a document of its own,
-// without the lock of the document. Only the exchange of the two is made under it:
+// The worker checks the state of the file and reads a changed one into a document of its own,
+// without the lock of the document. Only the two documents are exchanged under it:
 //
 //     host    get  get  set  get       get  get
 //     worker      read, decipher, parse | exchange | drop the old one
@@ -30,11 +30,11 @@ constexpr std::chrono::milliseconds pass_pause(500);
 // A file is empty for a tenth of a second while it is being saved.
 constexpr std::chrono::milliseconds look_pause(20);
 constexpr int most_looks = 10;
-// For so long a file that is not ours, or not whole, may be about to be saved; and for so long two
-// saves may have the same time.
+// For this long a file that is not ours, or not complete, may be about to be saved; and two saves
+// this close together may have the same time.
 constexpr std::chrono::seconds patience(2);
 
-// The first set that a thread has made since it has saved, and in which store.
+// The first set that a thread has made since its last save, and in which store.
 struct first_set {
     unsigned long store; // 0 for none
     unsigned long number;
@@ -70,7 +70,7 @@ store::~store() { stop(); }
 
 bool store::open() {
     const bool loaded = load();
-    config_.file = path_; // not before: what could not be read for lack of memory is not saved
+    config_.file = path_; // only now, so that a load that ran out of memory is never saved
     const runtime::signals_blocked on_the_worker;
     start();
     return loaded;
@@ -91,7 +91,7 @@ bool store::load() {
             refuse(found.state);
         const bool was_empty = found.is_read && found.is_empty;
         if (!was_empty && !state_of(path_.c_str()).is_empty())
-            break; // nothing is about to come
+            break; // nothing is about to be written
     }
     if (config_.doc.nameLength() == 0) // there was no element to read, and none could be saved
         config_.doc = xml::root("root");
@@ -100,7 +100,7 @@ bool store::load() {
 }
 
 int store::close() {
-    const int saved = save(close_budget); // first, for it may throw, and the store is open then
+    const int saved = save(close_budget); // first, as it may throw, and the store then stays open
     pause_.interrupt();
     stop();
     const std::lock_guard<critical> turn(turn_);
@@ -122,16 +122,15 @@ int store::save(long budget) {
     return result(is_saved || (!config_.file.empty() && write(budget)));
 }
 
-// Writes the document; once more if by then another file has taken the place of the one that was
-// written.
+// Writes the document, and once more if another file has meanwhile replaced the one written.
 bool store::write(long budget) {
     settings_file file(config_.file, config_.cipherKey);
     for (int tries = 0; tries < 2; ++tries) {
         unsigned long included = 0;
         const bin_t bytes = file.encipher(render(included));
         const file_written written = file.write(runtime::deadline(budget), bytes);
-        // What we have done to the file ourselves is no change of others, also where a save has
-        // failed and put back what was there.
+        // Our own changes to the file do not count as those of others, even if a save failed and
+        // put back what was there.
         if (written.is_whole)
             know(written.after, written.hash);
         else if (!differs_in_content(written.before, known_))
@@ -148,10 +147,10 @@ bool store::write(long budget) {
     return false;
 }
 
-// The text of the document with the owner's marker in it; `included` is the last set in it.
+// The text of the document, with the owner's marker; `included` becomes the last set in it.
 str_t store::render(unsigned long& included) {
     const locked_settings held(*this);
-    bool created; // no change of the host's: the flag stays as it is
+    bool created; // not a change by the host: the flag stays as it is
     held.config.doc.get(nullptr, sconfig::marker, created);
     included = sets_;
     str_t text;
@@ -167,7 +166,7 @@ void store::know(const file_state& state, unsigned long hash) {
     config_.fileTime = state.modified.tv_sec;
 }
 
-// Everybody who has set a value that was replaced since is told, and somebody in any case.
+// Every thread that has set a value that was replaced since is told, and at least one in any case.
 int store::result(bool is_saved) {
     if (!is_saved)
         return kernel::save_failed;
@@ -199,8 +198,8 @@ bool store::reload_if_changed() {
     try {
         const file_content found = settings_file(path_, config_.cipherKey).read();
         if (!found.is_read)
-            return false; // and nothing has changed; the next pass tries again
-        // In the same second only other bytes are a change: some servers round times.
+            return false; // nothing has changed; the next pass tries again
+        // Within the same second only different bytes are a change: some servers round times.
         if (found.state.modified.tv_sec == config_.fileTime && found.hash == known_hash_) {
             known_ = found.state;
             is_settled_ = true;
@@ -214,14 +213,14 @@ bool store::reload_if_changed() {
         replace_document(fresh);
         know(found.state, found.hash);
     } catch (const std::bad_alloc&) {
-        return false; // to be tried again: the worker has nobody to pass the exception to
+        return false; // tried again later; the worker has no caller to take the exception
     }
     return true;
 }
 
-// Whether the file is to be read. One that was refused is read again for a while, as it may be
-// about to be saved, and then only if anything about it has changed. One that is known is read once
-// more after a while even if nothing about it has: where file times are coarse, another process may
+// Whether the file is to be read. A refused one is read again for a while, as it may be about to be
+// saved, and after that only if anything about it has changed. A known one is read once more after
+// a while even if nothing about it has changed: where file times are coarse, another process may
 // have saved as many bytes at the same time.
 bool store::may_have_changed(const file_state& state) {
     const auto now = steady_clock::now();
@@ -230,7 +229,7 @@ bool store::may_have_changed(const file_state& state) {
     return differs_in_content(state, known_) || (!is_settled_ && now - known_at_ > patience);
 }
 
-// The old document goes with `by`, when nobody waits any more.
+// The old document is freed with `by`, when nobody is waiting for it any more.
 void store::replace_document(xml::root& by) {
     const locked_settings held(*this);
     held.config.doc.swap(by);

@@ -15,23 +15,23 @@
 
 namespace ORV {
 
-// Two locks are taken in this order. The turn is for the file: a save holds it from the rendering
-// to the noting of the file's state, a reload from the look at that state to the exchange of the
-// documents, so that neither puts something old in the place of something new. The other is for the
-// document, and held for moments.
+// Two locks are taken in this order. The turn is for the file: a save holds it from rendering until
+// the state of the file is noted, a reload from checking that state until the documents are
+// exchanged, so that neither replaces something new with something old. The other is for the
+// document, and is held only briefly.
 class store : public thread {
 public:
     // Without a file.
     store();
-    // For the file at `path`. Of `key` 32 bytes are read, or those in front of its NUL.
+    // For the file at `path`. At most 32 bytes of `key` are read, and none after its NUL.
     store(const char* path, const char* key);
     ~store() override;
 
     // Reads the file and starts the worker. True if a whole document of ours was loaded.
     bool open();
-    // Stops the worker and saves. From then on there is no file, and the document is empty.
+    // Saves and stops the worker. Afterwards there is no file, and the document is empty.
     int close();
-    // Saves what is unsaved, with so many ticks to open the file. Returns a `kernel::saved`.
+    // Saves what is unsaved, with `budget` ticks to open the file. Returns a `kernel::saved`.
     int save(long budget);
 
     bool was_absent() const { return was_absent_; }
@@ -52,29 +52,29 @@ private:
     bool may_have_changed(const file_state& state);
     void refuse(const file_state& state);
 
-    const unsigned long id_; // another one for each store of the process
+    const unsigned long id_; // different for each store of the process
     const str_t path_;
     runtime::pause pause_;
     bool was_absent_ = false;
 
     critical turn_;
-    file_state known_; // the file as we have read or written it last
+    file_state known_; // the file as we last read or wrote it
     unsigned long known_hash_ = 0;
     std::chrono::steady_clock::time_point known_at_;
-    bool is_settled_ = true; // a change since would have changed its time
-    file_state refused_; // the file as it was when it was first found not to be ours, or not whole
+    bool is_settled_ = true; // any change since would show in its time
+    file_state refused_;     // the file when it was first found not to be ours, or not complete
     std::chrono::steady_clock::time_point refused_at_;
 
     critical lock_;
     sconfig config_;
-    unsigned long sets_ = 0;     // that have changed the document
+    unsigned long sets_ = 0;     // how many have changed the document
     unsigned long saved_ = 0;    // the last of them that is in the file, or has been replaced
     unsigned long replaced_ = 0; // the last of them that another process's values have replaced
-    unsigned long told_ = 0;     // what `replaced_` was when a save last said so
+    unsigned long told_ = 0;     // the value of `replaced_` that a save last reported
     int reloads_ = 0;
 };
 
-// A use of the settings, for as long as it lives: holds the lock of the document.
+// Access to the settings: holds the lock of the document for as long as it lives.
 class locked_settings {
 public:
     explicit locked_settings(store& of) : config(of.config_), of_(of), guard_(of.lock_) {}
@@ -88,7 +88,7 @@ private:
     const std::lock_guard<critical> guard_;
 };
 
-// A use that may change the document, which `config.changed` then tells: the change is counted.
+// Access that may change the document; if `config.changed` is then set, the change is counted.
 class settings_change : public locked_settings {
 public:
     explicit settings_change(store& of)

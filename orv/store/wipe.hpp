@@ -7,7 +7,7 @@
 
 namespace ORV {
 
-// Zeros memory that is not used afterwards; the compiler may not drop the store.
+// Zeros memory that is not used afterwards; the compiler cannot remove the store.
 inline void wipe(void* memory, unsigned long size) {
     std::memset(memory, 0, size);
     __asm__ __volatile__("" : : "r"(memory) : "memory");

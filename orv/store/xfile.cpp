@@ -17,7 +17,7 @@ xfile::~xfile() { close(); }
 bool xfile::open(const char* name, const char* mode) {
     close();
     flag = false;
-    str_t opened(name); // before the file is, which may cut it
+    str_t opened(name); // first, as it may throw and opening may truncate the file
     handle = std::fopen(name, mode);
     if (!handle)
         return false;
@@ -52,13 +52,13 @@ bool xfile::read(str_t& line) {
         }
 
         const bool last = end + 1 == count;
-        const bool single = piece[end] != 0; // a NUL stands for itself and pairs with nothing
+        const bool single = piece[end] != 0; // a NUL does not pair with another byte
         const bool pair = single && !last && piece[end] != piece[end + 1] && piece[end + 1] != 0 &&
                           ends_line(piece[end + 1]);
         const unsigned long behind = end + (pair ? 2 : 1);
         std::fseek(handle, static_cast<long>(behind) - static_cast<long>(count), SEEK_CUR);
         if (single && last && full)
-            continue; // joined with the text behind it, as intended
+            continue; // joined with the text after it, as intended
         return true;
     }
 }

@@ -8,8 +8,8 @@
 
 namespace ORV {
 
-// Owns an open stdio file, closes it when it goes, and reads text files by lines. Threads: one at a
-// time.
+// Owns an open stdio file, closes it on destruction, and reads text files line by line. Threads:
+// one at a time.
 class ORV_API xfile {
 public:
     xfile() = default;
@@ -17,14 +17,14 @@ public:
     xfile(const xfile&) = delete;
     xfile& operator=(const xfile&) = delete;
 
-    // Closes what is open and opens `path` with a mode of `fopen`. False if that fails.
+    // Closes what is open and opens `path` with a mode as for `fopen`. False if that fails.
     bool open(const char* path, const char* mode);
-    // False if the system tells now that something could not be written. True without an open file.
+    // False if it turns out that something could not be written. True without an open file.
     bool close();
-    // Reads the next line into `line`, without what ended it: CR, LF, one of each in either order,
+    // Reads the next line into `line`, without its terminator: CR, LF, one of each in either order,
     // or NUL. False at the end of the file, or if none is open. The file is read in pieces of 255
-    // bytes; where a single CR or LF is the last byte of a full piece, the line goes on with the
-    // text behind it; readers of such files are used to the joined line.
+    // bytes; where a single CR or LF is the last byte of a full piece, the line continues with the
+    // text after it; readers of such files expect the joined line.
     bool read(str_t& line);
 
     str_t path;                  // of the last open that succeeded
