@@ -2,7 +2,7 @@
 // the sources of all of them into itself.
 #include "support/random.hpp"
 
-#include <orv/xml/end_tag.hpp>
+#include <orv/xml/end_tag_finder.hpp>
 
 #include <gtest/gtest.h>
 

@@ -70,7 +70,7 @@ const char* reply::take_head(const char* at, const char* end) {
             in_body_ = true;
             return at;
         }
-        take_line(text_.c_str());
+        add_header_line(text_.c_str());
         text_.clear();
     }
     return at;
@@ -93,7 +93,7 @@ void reply::append(const char* bytes, unsigned long count) {
     text_.add(bytes, count);
 }
 
-void reply::take_line(const char* line) {
+void reply::add_header_line(const char* line) {
     const unsigned long name_end = std::strcspn(line, " :");
     if (line[name_end] == 0)
         return;

@@ -28,7 +28,7 @@ private:
     void append(const char* bytes, unsigned long count);
     const char* take_head(const char* at, const char* end);
     void take_body(const char* at, const char* end);
-    void take_line(const char* line);
+    void add_header_line(const char* line);
 
     xml::root& header_;
     stream<0>& text_; // the line so far, then the body so far

@@ -1,7 +1,7 @@
 // A request, from the URL to the result: the message is composed once, then exchanged for a reply.
 #include <orv/http/http.hpp>
 
-#include <orv/http/exchange.hpp>
+#include <orv/http/attempts.hpp>
 #include <orv/http/message.hpp>
 #include <orv/http/trace_document.hpp>
 #include <orv/http/workspace.hpp>

@@ -1,7 +1,7 @@
 #include <orv/xml/expansion.hpp>
 
 #include <orv/xml/array.hpp>
-#include <orv/xml/end_tag.hpp>
+#include <orv/xml/end_tag_finder.hpp>
 #include <orv/xml/ordering.hpp>
 #include <orv/xml/parser.hpp>
 

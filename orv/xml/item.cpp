@@ -1,9 +1,9 @@
 #include <orv/xml/item.hpp>
 
-#include <orv/xml/end_tag.hpp>
+#include <orv/xml/end_tag_finder.hpp>
 #include <orv/xml/expansion.hpp>
 #include <orv/xml/name.hpp>
-#include <orv/xml/probe.hpp>
+#include <orv/xml/ordering.hpp>
 
 #include <cstring>
 #include <utility>

@@ -4,7 +4,7 @@
 #include <orv/xml/list.hpp>
 
 #include <orv/xml/array.hpp>
-#include <orv/xml/probe.hpp>
+#include <orv/xml/ordering.hpp>
 
 #include <utility>
 #include <vector>

@@ -2,7 +2,6 @@
 
 #include <orv/xml/array.hpp>
 #include <orv/xml/name.hpp>
-#include <orv/xml/probe.hpp>
 
 #include <algorithm>
 #include <numeric>

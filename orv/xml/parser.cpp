@@ -1,6 +1,6 @@
 // Reading one element, in place. The start tag is parsed here; the content is only searched for the
-// end tag that closes the element (end_tag.cpp) and stays raw text until its children are asked for
-// (expansion.cpp).
+// end tag that closes the element (end_tag_finder.cpp) and stays raw text until its children are
+// asked for (expansion.cpp).
 //
 // Three classes of bytes matter, and they differ:
 //   white space      TAB LF CR space
@@ -11,7 +11,7 @@
 // further, they find the second NUL of the buffer, or whatever follows a nested value.
 #include <orv/xml/parser.hpp>
 
-#include <orv/xml/end_tag.hpp>
+#include <orv/xml/end_tag_finder.hpp>
 #include <orv/xml/expansion.hpp>
 #include <orv/xml/name.hpp>
 #include <orv/xml/scan.hpp>

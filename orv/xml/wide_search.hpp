@@ -1,4 +1,5 @@
-// The search for end tags, many bytes at a time. Not installed.
+// The search for end tags many bytes at a time, one of the ways of end_tag_finder.cpp. Not
+// installed.
 #pragma once
 
 #include <cstdint>
@@ -55,10 +56,10 @@ struct plain_stretch {
 
 // Searches a text for tags. What it learns is kept for the next search, in the same text or in the
 // content of one of its elements.
-class end_tag_search {
+class wide_search {
 public:
     // For a text that starts at `begin`, of which nothing is known.
-    explicit end_tag_search(char* begin) : text_(begin) {}
+    explicit wide_search(char* begin) : text_(begin) {}
 
     // From now on, the text is the one that ends at the NUL at `end`.
     void enter(char* end) { text_ = text_reach::to(end); }

@@ -1,8 +1,8 @@
 // Finding the end tag of an element. Not installed.
 #pragma once
 
-#include <orv/xml/end_tag_search.hpp>
 #include <orv/xml/tag_index.hpp>
+#include <orv/xml/wide_search.hpp>
 
 #include <memory>
 
@@ -28,7 +28,7 @@ public:
 private:
     char* locate(const char* name, char* value);
 
-    end_tag_search search_;
+    wide_search search_;
     char* closed_ = nullptr; // the value closed last, which often is the content entered next
     char* closed_end_ = nullptr;
     std::unique_ptr<tag_index> deep_; // made when an operation gets deep

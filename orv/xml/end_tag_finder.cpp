@@ -3,13 +3,13 @@
 // attribute value is not markup. Four ways of finding that end tag all give the same result:
 //
 //   first tag  is the end tag if an element holds only text, as most do
-//   search     examines many bytes at once (end_tag_search.cpp), and cannot always tell
+//   search     examines many bytes at once (wide_search.cpp), and cannot always tell
 //   walk       examines every byte and is right for every text
 //   index      covers all tags of a text (tag_index.cpp), for an operation that goes deep
 //
 // Each of them yields the position of the end tag, or of the NUL that ends the text if the element
 // is not closed.
-#include <orv/xml/end_tag.hpp>
+#include <orv/xml/end_tag_finder.hpp>
 
 #include <orv/xml/name.hpp>
 #include <orv/xml/scan.hpp>

@@ -1,7 +1,7 @@
 // The tags of one name are counted as if every "<" began a tag and every ">" ended one; then the
 // text up to the end tag found is checked to be like that, as nearly all text is. A checked stretch
 // serves all the elements in it.
-#include <orv/xml/end_tag_search.hpp>
+#include <orv/xml/wide_search.hpp>
 
 #include <orv/xml/bytes16.hpp>
 #include <orv/xml/name.hpp>
@@ -156,7 +156,7 @@ bool plain_stretch::continues(const char* bytes) {
     return true;
 }
 
-char* end_tag_search::first_tag(char* at) {
+char* wide_search::first_tag(char* at) {
     for (; text_.behind(at, 16) == at + 16; at += 16) {
         const std::uint64_t opens = (bytes16::load(at) == bytes16::all('<')).bits();
         if (opens != 0)
@@ -170,7 +170,7 @@ char* end_tag_search::first_tag(char* at) {
 // the current position. In a text that is not plain, the search may run past the real end and
 // through all that follows, so it also checks what it has met on the way, each time after twice the
 // distance.
-char* end_tag_search::closing(const char* name, char* first) {
+char* wide_search::closing(const char* name, char* first) {
     constexpr long few = 64; // bytes, too few to be worth it
     if (is_delimiter(*name) || text_.behind(first, few) < first + few)
         return nullptr;
@@ -204,7 +204,7 @@ char* end_tag_search::closing(const char* name, char* first) {
 }
 
 // Whether the text from one tag up to, but not including, another is plain.
-bool end_tag_search::is_plain(char* from, char* to) {
+bool wide_search::is_plain(char* from, char* to) {
     constexpr unsigned long block = plain_stretch::block;
     if (!plain_.begin || from < plain_.begin || from > plain_.end)
         plain_ = {from, from};

@@ -1,6 +1,6 @@
 // Every text that an exchange leaves in `error` is written here, and here it is decided whether to
 // make another attempt.
-#include <orv/http/exchange.hpp>
+#include <orv/http/attempts.hpp>
 
 #include <orv/http/connection.hpp>
 #include <orv/http/reply.hpp>
