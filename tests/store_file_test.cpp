@@ -280,7 +280,7 @@ bool is_full = false, is_limit_hidden = false;
 extern "C" ORV_API int statvfs(const char* path, struct statvfs* found) noexcept {
     const int file = ::open(path, O_RDONLY | O_CLOEXEC), result = fstatvfs(file, found);
     ::close(file);
-    if (is_full)
+    if (is_full && std::filesystem::is_regular_file(path)) // its folder may be elsewhere
         found->f_bfree = found->f_bavail = 1;
     return result;
 }
