@@ -1,6 +1,7 @@
 // Loading and unloading the library at run time. This program is not linked with it.
 #include <orv/orv.h>
 
+#include "support/allocations.hpp"
 #include "support/temporary_directory.hpp"
 #include "support/trace_recorder.hpp"
 
@@ -16,6 +17,16 @@ namespace {
 
 const char key[] = "0123456789abcdef0123456789abcdef";
 
+TEST(Unload, FreesWhatRequestsHaveKept) {
+    const long before = support::live_blocks();
+    void* const plugin = dlopen(ORV_PLUGIN, RTLD_NOW | RTLD_LOCAL); // needs the library
+    ASSERT_NE(plugin, nullptr) << dlerror();
+    reinterpret_cast<void (*)()>(dlsym(plugin, "send_request"))();
+    EXPECT_GT(support::live_blocks(), before);
+    EXPECT_EQ(dlclose(plugin), 0);
+    EXPECT_EQ(support::live_blocks(), before);
+}
+
 ORV_kernel* volatile left_behind; // where the leak checker finds it
 
 // The worker runs, a value is unsaved, and a child made by fork has neither the one nor a claim to
@@ -24,7 +35,7 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     const temporary_directory directory;
     const std::string path = directory.file();
     take_traces();
-    void* const orv = dlopen(ORV_PLUGIN, RTLD_NOW | RTLD_LOCAL); // needs the library
+    void* const orv = dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(orv, nullptr) << dlerror();
     EXPECT_EQ(take_traces(), (std::vector<traced>{{0x1004, "Load library"}}));
     // The real executable: this program.
@@ -33,8 +44,6 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
               std::filesystem::read_symlink("/proc/self/exe").parent_path());
     ASSERT_EQ(CALL(orv, ORV_open)(path.c_str(), key), ORV_OPEN_NEW);
     CALL(orv, ORVSC_SetInt)("a", "b", 1);
-    reinterpret_cast<void (*)()>(
-        dlsym(orv, "send_request"))(); // the leak checker sees what is kept
     usleep(50000);                     // the worker is in its pause
     const pid_t child = fork();
     if (child == 0) {
