@@ -12,7 +12,7 @@
 
 namespace {
 
-using limbs = std::vector<unsigned int>; // lowest first, zero limbs at the top included
+using limbs = std::vector<unsigned int>; // lowest first
 
 // The rules on GMP's numbers follow. Where the lowest limb alone decides, that is intended.
 
@@ -59,19 +59,20 @@ ubigint number(const limbs& from) {
     return made;
 }
 
-limbs limbs_of(const ubigint& from) {
-    limbs result;
-    for (unsigned long i = 0; i < from.count(); ++i)
-        result.push_back(from.limb(i));
-    return result;
+// A value and the count of its limbs, which may be zero at the top.
+using counted = std::pair<mpz_class, unsigned long>;
+
+counted counted_of(const ubigint& from) { return {value_of(from), from.count()}; }
+
+// In as few limbs as hold it, but in `least`.
+counted stripped(const mpz_class& value, unsigned long least = 0) {
+    const unsigned long bits = value == 0 ? 0 : mpz_sizeinbase(value.get_mpz_t(), 2);
+    return {value, std::max((bits + 31) / 32, least)};
 }
 
-// The limbs of `from` without zero limbs at the top, but at least `least`.
-limbs limbs_of(mpz_class from, unsigned long least = 0) {
-    limbs result;
-    for (; from != 0 || result.size() < least; from >>= 32)
-        result.push_back(low_limb(from));
-    return result;
+// An operand, for the message of a failure.
+std::string shown(const ubigint& n) {
+    return "0x" + value_of(n).get_str(16) + " in " + std::to_string(n.count()) + " limbs, ";
 }
 
 // Limbs in which carries and borrows run far: runs of zeros, of ones, and of anything.
@@ -89,13 +90,12 @@ limbs random_limbs(seeded_random& random, unsigned long count) {
 TEST(Ubigint, Bytes) {
     ubigint n;
     n.set("\1\0\0\0\xfe", 5);
-    EXPECT_EQ(limbs_of(n), (limbs{1, 0xfe}));
-    EXPECT_EQ(n.size() + n.limb(2), 2u);
+    EXPECT_TRUE(n.count() == 2 && n.limb(1) == 0xfe && n.limb(2) == 0 && n.size() == 2);
     EXPECT_EQ(n.toBinary(0), bin_t());
     EXPECT_EQ(n.toBinary(33), bin_t("\1\0\0\0\xfe", 5)); // whole bytes
     EXPECT_EQ(n.toBinary(88), bin_t("\1\0\0\0\xfe\0\0\0\0\0\0", 11));
     n.set("\1\0\0\0\0\0\0", 7);
-    EXPECT_EQ(limbs_of(n), (limbs{1, 0}));
+    EXPECT_EQ(counted_of(n), counted(1, 2));
     n.set("", 0);
     EXPECT_EQ(n.toBinary(8), bin_t("\0", 1));
     n.set(nullptr, 4);
@@ -110,7 +110,7 @@ TEST(Ubigint, RoomGrowsByExactlyTheLimbsNeeded) {
     (n = number({3, 0, 1})).sub(number({4}));
     const ubigint copy(n); // shares them
     n.add(1);
-    EXPECT_EQ(limbs_of(n), (limbs{0, 0, 1}));
+    EXPECT_EQ(counted_of(n), counted(mpz_class(1) << 64, 3));
     EXPECT_EQ(n.size(), 3u);
 }
 
@@ -119,47 +119,50 @@ TEST(Ubigint, OperationsBesideGmp) {
     // Mostly short, sometimes up to 4096 bits; with zero limbs at the top now and then.
     const auto any = [&] { return random_limbs(random, random.below(random.below(5) ? 10 : 129)); };
     for (int round = 0; round < 1500; ++round) {
-        limbs a_limbs = any(), b_limbs = random.below(3) ? any() : a_limbs;
+        const limbs a_limbs = any();
+        limbs b_limbs = random.below(3) ? any() : a_limbs;
         if (!b_limbs.empty() && random.below(4)) // or different in one limb only
             b_limbs[random.below(b_limbs.size())] += static_cast<unsigned int>(random.below(3)) - 1;
-        if (random.below(4) == 0) // or next to a multiple
-            a_limbs = limbs_of(value_of(number(a_limbs)) * value_of(number(b_limbs)) +
-                               static_cast<int>(random.below(3)));
         const unsigned int small = static_cast<unsigned int>(random.next() >> random.below(64));
-        const ubigint a = number(a_limbs), b = number(b_limbs);
+        ubigint a = number(a_limbs);
+        const ubigint b = number(b_limbs);
+        if (random.below(4) == 0) { // or next to a multiple
+            a.mul(b);
+            a.add(static_cast<unsigned int>(random.below(3)));
+        }
         const mpz_class whole_a = value_of(a), whole_b = value_of(b);
+        const counted kept = counted_of(a);
         const bool none = a.count() == 0 || b.count() == 0;
+        SCOPED_TRACE(shown(a) + shown(b) + std::to_string(small));
 
         ubigint n(a), remainder(b);
         n.add(small);
-        ASSERT_EQ(limbs_of(n), limbs_of(mpz_class(whole_a + small), std::max(a.count(), 1ul)));
+        ASSERT_EQ(counted_of(n), stripped(whole_a + small, std::max(a.count(), 1ul)));
         (n = a).sub(b);
         const bool greater = a.count() >= b.count() && whole_a > whole_b;
-        ASSERT_EQ(limbs_of(n), limbs_of(greater ? mpz_class(whole_a - whole_b) : mpz_class()));
+        ASSERT_EQ(counted_of(n), stripped(greater ? mpz_class(whole_a - whole_b) : mpz_class()));
         (n = a).mul(b);
-        ASSERT_EQ(limbs_of(n),
-                  limbs_of(mpz_class(whole_a * whole_b), none ? 0 : a.count() + b.count() - 1));
+        ASSERT_EQ(counted_of(n), stripped(whole_a * whole_b, none ? 0 : a.count() + b.count() - 1));
         (n = a).mul(n);
         ASSERT_EQ(value_of(n), whole_a * whole_a);
 
         const mpz_class quotient = whole_b == 0 ? mpz_class() : mpz_class(whole_a / whole_b);
-        const mpz_class rest = whole_a - quotient * whole_b;
         (n = a).div(remainder, remainder); // the divisor is read before it is replaced
-        ASSERT_EQ(limbs_of(n), limbs_of(quotient));
-        ASSERT_EQ(limbs_of(remainder), limbs_of(rest));
+        ASSERT_EQ(counted_of(n), stripped(quotient));
+        ASSERT_EQ(counted_of(remainder), stripped(whole_a - quotient * whole_b));
         (n = a).div(b, n); // ends as the quotient
-        ASSERT_EQ(limbs_of(n), limbs_of(quotient));
+        ASSERT_EQ(counted_of(n), stripped(quotient));
         mpz_class divided = whole_a;
         unsigned int small_rest = 0;
         (n = a).div2(small, small_rest);
         ASSERT_EQ(small_rest, divide_by_limb(divided, small));
-        ASSERT_EQ(limbs_of(n), limbs_of(divided));
+        ASSERT_EQ(counted_of(n), stripped(divided));
 
         std::string digits;
         for (mpz_class left = whole_a; low_limb(left) != 0;)
             digits.insert(0, 1, static_cast<char>('0' + divide_by_limb(left, 10)));
         ASSERT_EQ(a.toString().c_str(), digits);
-        ASSERT_TRUE(limbs_of(a) == a_limbs && limbs_of(b) == b_limbs); // though they were shared
+        ASSERT_TRUE(counted_of(a) == kept && value_of(b) == whole_b); // though they were shared
     }
 }
 
@@ -170,11 +173,11 @@ TEST(Ubigint, PowersByTheRules) {
         const ubigint base = number(random_limbs(random, random.below(most)));
         const ubigint exponent = number(random_limbs(random, random.below(4)));
         const ubigint modulus = number(random_limbs(random, random.below(most)));
-        const mpz_class expected = power(value_of(base), value_of(exponent), modulus);
-        const bool stripped =
-            modulus.count() > 1 && value_of(modulus) != 0 && exponent.limb(0) != 0;
-        ASSERT_EQ(limbs_of(ubigint::modexp2(base, exponent, modulus)),
-                  limbs_of(expected, stripped ? 0 : 1));
+        const mpz_class by = value_of(modulus);
+        const bool is_stripped = modulus.count() > 1 && by != 0 && exponent.limb(0) != 0;
+        ASSERT_EQ(counted_of(ubigint::modexp2(base, exponent, modulus)),
+                  stripped(power(value_of(base), value_of(exponent), modulus), is_stripped ? 0 : 1))
+            << shown(base) + shown(exponent) + shown(modulus);
     }
 }
 
