@@ -65,7 +65,11 @@ void read(const string& path, const string& text) {
     bool created;
     const xml::item* const made = by_path.get(nullptr, path.c_str(), created);
     require(found ? made == found && !created : created, "what is not found is created");
-    require(by_path.remove(path.c_str()) == (made != &by_path), "what is found can be removed");
+    const string before = shown(by_path), removed = shown(*made);
+    if (by_path.remove(path.c_str()))
+        require(shown(by_path).size() + removed.size() == before.size(), "it alone is removed");
+    else
+        require(made == &by_path, "what is found can be removed");
 
     str_t compact, lines;
     by_levels.save(compact, 0);
