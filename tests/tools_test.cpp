@@ -1,7 +1,5 @@
 // The command-line tools as their users meet them: a row is what is typed, the exit status, and
 // something of what is said.
-#include <orv/orv.hpp>
-
 #include "support/scripted_server.hpp"
 #include "support/settings_file.hpp"
 #include "support/temporary_directory.hpp"
@@ -22,21 +20,19 @@ struct Tools : testing::Test {
     Tools() {
         setenv("PATH", (ORV_TOOLS ":" + std::string(getenv("PATH"))).c_str(), 1);
         setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // stream<0> keeps blocks by contract
-        setenv("ORV_SETTINGS_KEY", "0123456789abcdef0123456789abcdef", 1);
-        setenv("OTHER", "0123456789abcdef0123456789abcdeF", 1);
-        run("printf '0123456789abcdef0123456789abcdef\\r\\nmore' >key; printf short >short; "
-            ":>empty; mkfifo pipe; printf '<?xml?>\\n<!-- <no> --> <q/>' >doc; echo '<!-- <q/>' "
-            ">none");
-        ORV_open(path("f").c_str(), getenv("ORV_SETTINGS_KEY"));
-        ORVSC_SetString("a", "b", "c");
-        ORVSC_SetString("net/proxy", "Host", "gw");
-        ORVSC_SetString(nullptr, "top", "two\n\\lines");
-        ORV_close();
-        write_file(path("cut"), read_file(path("f")).substr(0, 64));
+        setenv("ORV_SETTINGS_KEY", settings_key, 1);
+        setenv("OTHER", "another key text of which 32 bytes count", 1);
+        run("printf \"$ORV_SETTINGS_KEY\\r\\nmore\" >key; printf short >short; :>empty; "
+            "mkfifo pipe; printf '<?xml?>\\n<!-- <no> --> <q/>' >doc; echo '<!-- <q/>' >none");
+        const std::string file =
+            settings_file("ORV<root><a><b>c</b></a><net><proxy><Host>gw</Host></proxy></net>"
+                          "<top>two\n\\lines</top><~ORV/></root>");
+        write_file(path("f"), file);
+        write_file(path("cut"), file.substr(0, 64));
         std::string deep = "ORV<root>";
         for (int i = 0; i < 20000; ++i)
             deep += "<level>";
-        write_file(path("deep"), settings_file(deep, getenv("ORV_SETTINGS_KEY")));
+        write_file(path("deep"), settings_file(deep));
     }
     std::string path(const char* name) const { return directory.file(name); }
     int run(const std::string& command) {
@@ -91,14 +87,11 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
     const row rows[] = {
         // What would not read back, or hide other settings.
         {"set f x y '</root>'", 6, "--text"},
-        {"set f x y '<x a=\"'", 6, "--text"},
-        {"set f x y '<b>'", 6, "--text"},
         {"set f x y ' c'", 6, "white space"},
         {"set f zz \"it's\" ''", 6, "--text"}, // takes the end mark in
         {"set f net '' v", 6, "\"net/proxy/host\""},
         {"set f '' '' v", 2, "both empty"},
         {"set f net 'proxy host' v", 2, "\"proxy host\" is no name"},
-        {"set f net 'a\nb' v", 2, "is no name"},
         {"set -t f net \"it's\" v", 2, "no quote"},
         {"remove f '' ~orv", 2, "marks a whole file"},
         {"get f a x", 1, "a/x is not set"},
@@ -108,7 +101,6 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
         {"set no a b c", 3, "--create"},
         {"set empty a b c", 4, "--create"},
         {"-c set no/f a b c", 6, "No such file"},
-        {"-c set . a b c", 4, "not a regular file"},
         {"list pipe", 4, "not a regular file"},
         {"list key", 4, "not a settings file"},
         {"-e OTHER -c set f a b c", 4, "the key is wrong"},
@@ -140,7 +132,6 @@ TEST_F(Tools, Posts) {
          {"<doc -H'X-Y: z' $URL -", 0, "warning: the reply does not announce"}},
         {"200 OK\r\nTransfer-Encoding: Chunked\r\n\r\n4\r\n<a/>", {"$URL doc", 0, "chunked"}},
         {"404 No\r\nContent-Length: 0\r\n\r\n", {"-v $URL --seconds=5 doc", 1, "< Code: 404\n"}},
-        {"200 OK\r\nContent-Length: 4\r\n\r\n<a/>", {"$URL doc >/dev/full", 7, "No space left"}},
     };
     for (const auto& row : rows) {
         support::scripted_server server({[&](support::peer& client) {
