@@ -56,12 +56,6 @@ struct plain_reader {
     }
 };
 
-std::string saved(const xml::item& document) {
-    str_t text;
-    document.save(text, 0);
-    return text.c_str();
-}
-
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -78,7 +72,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     expected.read();
     fuzz::require(is_complete == expected.is_complete, "whether the reply is complete");
     fuzz::require(reply.code() == expected.code, "the status code");
-    fuzz::require(saved(header) == saved(expected.header), "the header lines");
+    fuzz::require(fuzz::saved(header) == fuzz::saved(expected.header), "the header lines");
     fuzz::require(!is_complete || reply.body().c_str() == expected.body, "the body");
     return 0;
 }

@@ -1,6 +1,8 @@
 // What every fuzz target needs: a way to say what must hold, and a reader of its input.
 #pragma once
 
+#include <orv/xml/item.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,6 +23,12 @@ inline void run(const std::string& input) {
 inline void require(bool holds, const char* what) {
     if (!holds)
         throw std::logic_error(std::string("does not hold: ") + what);
+}
+
+inline std::string saved(const xml::item& document) {
+    str_t text;
+    document.save(text, 0);
+    return text.c_str();
 }
 
 // Takes the bytes of an input apart, from the first to the last. Behind the end everything is zero
