@@ -27,13 +27,11 @@ extern "C" {
 const void* CFBundleGetMainBundle() { return fails > bundle ? &executable : nullptr; }
 const void* CFBundleCopyExecutableURL(const void*) { return copied(url); }
 const void* CFURLCopyFileSystemPath(const void*, long style) {
-    EXPECT_EQ(style, 0); // POSIX
-    return copied(path);
+    return style == 0 ? copied(path) : nullptr; // POSIX
 }
 // A text that is too long fills the whole buffer, as a failed conversion may.
 unsigned char CFStringGetCString(const void*, char* buffer, long size, unsigned encoding) {
-    EXPECT_EQ(encoding, 0x600u); // ASCII
-    if (executable.find('\xC3') != executable.npos)
+    if (encoding != 0x600 || executable.find('\xC3') != executable.npos) // ASCII
         return 0;
     std::strncpy(buffer, executable.c_str(), static_cast<unsigned long>(size));
     return static_cast<long>(executable.size()) < size;
