@@ -30,48 +30,39 @@ using std::chrono::steady_clock;
 const char key[] = "a key text of which 32 bytes count";
 
 struct board { // in memory that all processes share
-    std::atomic<long> saved, replaced, failed, by_others, broken;
+    std::atomic<long> results[3], by_others, broken;
 };
 board* shared;
 
-// What a thread has been promised: that its value is in the file, unless another process has saved.
-struct promise {
-    std::string path, name;
-    int host; // 0 if there is no other
-    int value, reloads;
-
-    void check() const {
+// Sets a value, saves, and looks into the file, at once and later, until it is time: the value is
+// there, unless another process has saved. No other does if `host` is 0.
+void set_and_save(const std::string& path, const std::string& name, int host,
+                  steady_clock::time_point end) {
+    int saved = 0, reloads = 0;
+    const auto check = [&] {
         ORV::sconfig file;
         file.file = path.c_str();
         file.cipherKey = key;
-        if (value == 0 || !file.readV())
+        if (saved == 0 || !file.readV())
             return; // nothing is promised, or the next save has begun
         const xml::item* const by = file.doc.get("last", "by");
         const xml::item* const found = file.doc.get("values", name.c_str());
         const bool by_others =
             host != 0 && (by->value != std::to_string(host) || ORVSC_Reloads() != reloads);
         shared->by_others += by_others;
-        shared->broken += !by_others && (!found || std::atoi(found->value) < value);
-    }
-};
-
-// Sets a value, saves, and looks into the file, at once and later, until it is time.
-void set_and_save(const std::string& path, const std::string& name, int host,
-                  steady_clock::time_point end) {
-    promise last{path, name, host, 0, 0};
+        shared->broken += !by_others && (!found || std::atoi(found->value) < saved);
+    };
     for (int value = 1; steady_clock::now() < end; ++value) {
         usleep(static_cast<useconds_t>(value % 5) * 150000); // at times nobody saves
-        last.check();
-        last.reloads = ORVSC_Reloads();
+        check();
+        reloads = ORVSC_Reloads();
         ORVSC_SetInt("last", "by", host);
         ORVSC_SetInt("values", name.c_str(), value);
         usleep(static_cast<useconds_t>(value % 3) * 150000); // for others to come between
         const int result = ORV_save();
-        shared->saved += result == ORV_SAVE_OK;
-        shared->replaced += result == ORV_SAVE_REPLACED;
-        shared->failed += result == ORV_SAVE_FAILED;
-        last.value = result == ORV_SAVE_OK ? value : 0;
-        last.check();
+        ++shared->results[result];
+        saved = result == ORV_SAVE_OK ? value : 0;
+        check();
     }
 }
 
@@ -97,8 +88,10 @@ void touch(const std::string& path, steady_clock::time_point end) {
 int failures(const char* what) {
     std::printf("%s: %ld saved, %ld replaced, %ld not saved, %ld saved since by others\n"
                 "%6ld saved values that were not in the file\n",
-                what, shared->saved.exchange(0), shared->replaced.exchange(0),
-                shared->failed.exchange(0), shared->by_others.exchange(0), shared->broken.load());
+                what, shared->results[ORV_SAVE_OK].exchange(0),
+                shared->results[ORV_SAVE_REPLACED].exchange(0),
+                shared->results[ORV_SAVE_FAILED].exchange(0), shared->by_others.exchange(0),
+                shared->broken.load());
     return shared->broken == 0 ? 0 : 1;
 }
 

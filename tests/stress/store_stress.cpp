@@ -38,12 +38,10 @@ board* shared;
 
 std::string name_of(int index) { return "stress/settings/key" + std::to_string(100 + index); }
 
-// A value tells which one it is and whose, and ends with a check over itself. Files of different
-// stamps differ in size.
+// A value tells which one it is and whose. Files of different stamps differ in size.
 std::string value_of(unsigned long stamp, int index) {
-    const std::string text = std::to_string(stamp) + "." + std::to_string(index) + "." +
-                             std::string(stamp % 41, 'x') + ".";
-    return text + std::to_string(std::hash<std::string>()(text));
+    return std::to_string(stamp) + "." + std::to_string(index) + "." +
+           std::string(stamp % 41, 'x') + ".";
 }
 
 // Nothing for stamp 0.
