@@ -1,8 +1,8 @@
-// Documents: reading, looking up, ordering, writing, and who owns which text.
+// Documents: reading, looking up, ordering, writing, and who owns which text. (Any text, and any
+// operations on it, are for their fuzz target.)
 //
 // An item is shown as name{attributes}=value(children), without the "=" where the value is null and
 // with "-" for a null name.
-#include "fuzz/support.hpp"
 #include "support/guarded_page.hpp"
 #include "support/random.hpp"
 
@@ -106,26 +106,6 @@ TEST(Parser, ReadsOneElement) {
             expand_all(item);
         }
         EXPECT_EQ(buffer->refs, 1u) << row.text;
-    }
-}
-
-// By the fuzz target: read as a host would, one element after the other, and all at once.
-TEST(Parser, RandomTexts) {
-    seeded_random random;
-    // Each behind those that make more orderly texts.
-    const std::vector<string> pieces = {
-        "<a>", "<b>", "<A c='>'>", "</a>", "</b>", "<a '>", "<a ",  "<b c=", "/>",
-        "<",   ">",   "/",         "=",    "'",    "\"",    "`",    " ",     "\n",
-        "\r",  "x",   "<d/>",      "</",   "<!--", "\xc3",  "<a/>", "x=1 "};
-    for (int i = 0; i < 4000; ++i) {
-        string text;
-        // Deep ones, too: the tags of these are matched all at once.
-        for (unsigned long open = i % 4 == 0 ? random.below(60) : 0; open > 0; --open)
-            text += pieces[random.below(10) == 0 ? 5 : random.below(3)];
-        const unsigned long kinds = random.below(2) == 0 ? 5 : pieces.size();
-        for (unsigned long left = random.below(60); left > 0; --left)
-            text += pieces[random.below(kinds)];
-        ASSERT_NO_THROW(fuzz::run(string("\0a/b\0", 5) + text)) << text;
     }
 }
 

@@ -9,17 +9,12 @@
 #include <stdexcept>
 #include <string>
 
-// Runs one input through a target. Called by libFuzzer, by replay.cpp where there is none, and by
-// unit tests with inputs of their own.
+// Runs one input through a target. Called by libFuzzer, and by replay.cpp where there is none.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzz {
 
-inline void run(const std::string& input) {
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-}
-
-// An exception that nobody catches ends the program, as a finding; a unit test fails.
+// An exception that nobody catches ends the program, as a finding.
 inline void require(bool holds, const char* what) {
     if (!holds)
         throw std::logic_error(std::string("does not hold: ") + what);
