@@ -3,8 +3,7 @@
 //   alone     six threads of one host set and save, while its file is touched, so that it is loaded
 //             again and again: the value that a save has reported as saved is in the file
 //   together  two hosts of three threads each, and orv-settings: such a value is in the file,
-//   unless
-//             another process has saved since
+//             unless another process has saved since
 //
 //     save_stress [SECONDS] [ORV-SETTINGS]
 #include "../support/temporary_directory.hpp"
