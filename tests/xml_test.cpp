@@ -38,16 +38,10 @@ string shown(const xml::item& item) {
 // Has every element parsed: no text below has that name.
 void expand_all(xml::item& item) { EXPECT_EQ(item.search("\x01none"), nullptr); }
 
-xml::item parsed(const string& text) {
+xml::root parsed(const string& text) {
     xml::root document;
     document.load(text.data(), text.size());
-    return std::move(document);
-}
-
-xml::root root_of(const xml::item& item) {
-    xml::root root;
-    root = item;
-    return root;
+    return document;
 }
 
 // --- Reading ---------------------------------------------------------------------------------
@@ -183,7 +177,10 @@ TEST(List, NullAndEmptyValues) {
     }
 
     EXPECT_EQ(shown(xml::root()) + ' ' + shown(xml::root("r x")), "- r=");
-    EXPECT_EQ(shown(root_of(item)) + ' ' + shown(root_of(xml::item())), "a{v=1}=(k) =");
+    xml::root taken, cleared("r");
+    taken = item;
+    cleared = xml::item();
+    EXPECT_EQ(shown(taken) + ' ' + shown(cleared), "a{v=1}=(k) =");
     item.setText(nullptr);
     EXPECT_EQ(shown(item), "a{v=1}=");
     item.clear();
@@ -255,7 +252,7 @@ TEST(Item, NullReceivers) { call_through_null(); }
 TEST(Root, CopiesStandAlone) {
     const char* const text = "<r v='<w>1</w>'><a u='<x>2</x>'><b><c>3</c></b></a></r>";
     for (const char* looked_for : {"", "x", "a/x", "a/b/x"}) {
-        xml::root source = root_of(parsed(text)), assigned;
+        xml::root source = parsed(text), assigned;
         source.get(looked_for, nullptr);
         xml::root copy(source), other(copy), moved(std::move(other));
         assigned = source;
@@ -276,7 +273,7 @@ TEST(Root, CopiesStandAlone) {
 // Every source below is part of what it replaces.
 TEST(Item, SourcesWithinThemselves) {
     const auto check = [](const char* then, void (*change)(xml::root&)) {
-        xml::root changed = root_of(parsed("<r v='1'><a w='2'><b>3</b></a><c>4</c></r>"));
+        xml::root changed = parsed("<r v='1'><a w='2'><b>3</b></a><c>4</c></r>");
         expand_all(changed);
         change(changed);
         EXPECT_EQ(shown(changed), then);
