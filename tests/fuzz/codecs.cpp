@@ -1,5 +1,6 @@
 // Base64 and base32, of any bytes and of any text, against their rules spelled out. The input is a
-// byte for the length of lines and groups, one for the separator, and the bytes or the text.
+// byte for the length of lines and groups, one for the separator, and the bytes or the text; each
+// of these is decoded in the midst of a text, too.
 #include "support.hpp"
 
 #include "../support/guarded_page.hpp"
@@ -76,6 +77,13 @@ void check(const Buffer& made, const char* bytes, const string& expected, const 
     fuzz::require(made.capacity() == appended.capacity(), "the room");
 }
 
+void decode(const char* text) {
+    const char* const at = copy_before_guard(string(text) + '\0');
+    const bin_t from64 = bin_t::base64decode(at), from32 = bin_t::base32decode(at);
+    check(from64, from64.data(), decoded(text, base64), "base64 decoded");
+    check(from32, from32.data(), decoded(text, base32), "base32 decoded");
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -87,11 +95,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const str_t text32 = str_t::base32code(bytes.data(), bytes.size(), line, *separator.c_str());
     check(text64, text64.c_str(), encoded(bytes, base64, line, "\r\n"), "base64");
     check(text32, text32.c_str(), encoded(bytes, base32, line, separator), "base32");
-    for (const char* text : {text64.c_str(), text32.c_str(), bytes.c_str()}) {
-        const char* const at = copy_before_guard(string(text) + '\0');
-        const bin_t from64 = bin_t::base64decode(at), from32 = bin_t::base32decode(at);
-        check(from64, from64.data(), decoded(text, base64), "base64 decoded");
-        check(from32, from32.data(), decoded(text, base32), "base32 decoded");
-    }
+    for (const char* text : {text64.c_str(), text32.c_str(), bytes.c_str()})
+        decode(text);
+    for (const char byte : bytes.substr(0, 256))
+        decode((string("MZXW") + byte + "6YTB").c_str());
     return 0;
 }
