@@ -44,7 +44,7 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
               std::filesystem::read_symlink("/proc/self/exe").parent_path());
     ASSERT_EQ(CALL(orv, ORV_open)(path.c_str(), key), ORV_OPEN_NEW);
     CALL(orv, ORVSC_SetInt)("a", "b", 1);
-    usleep(50000);                     // the worker is in its pause
+    usleep(50000); // the worker is in its pause
     const pid_t child = fork();
     if (child == 0) {
         alarm(60);
