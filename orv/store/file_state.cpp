@@ -38,7 +38,7 @@ std::string folder_of(std::string path) {
     constexpr int most_links = 40; // as many as the system follows
     for (int links = 0; links < most_links; ++links) {
         const auto slash = path.rfind('/');
-        const std::string folder = slash == path.npos ? "./" : path.substr(0, slash + 1);
+        std::string folder = slash == path.npos ? "./" : path.substr(0, slash + 1);
         char target[PATH_MAX];
         const ssize_t length = readlink(path.c_str(), target, sizeof target);
         if (length < 0)
