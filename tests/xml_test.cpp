@@ -332,17 +332,8 @@ TEST(Writer, LevelsAndWhatHasNoName) {
 
 // --- Escaping --------------------------------------------------------------------------------
 
-TEST(Escape, AnyTextReadsBack) {
-    seeded_random random;
-    for (int i = 0; i < 3000; ++i) {
-        string text = random.below(3) == 0 ? random.bytes(random.below(300))
-                                           : random.text(random.below(12), "&<>\"'\r\n\t a;#1/");
-        text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
-        const string escaped = xml::escape(text.c_str()).c_str();
-        const xml::item item = parsed("<r t=\"" + escaped + "\">\n " + escaped + "\n</r>");
-        ASSERT_EQ(xml::unescape(item.value).c_str(), text);
-        ASSERT_EQ(xml::unescape(item.attributes.items[0].value).c_str(), text);
-    }
+// What comes of it is read back by the fuzz target.
+TEST(Escape, MarkupAndWhiteSpaceAtTheEnds) {
     EXPECT_STREQ(xml::escape(" \"a\r\n&\t'<b>\n").c_str(),
                  "&#32;&quot;a&#13;\n&amp;\t&apos;&lt;b&gt;&#10;");
 }

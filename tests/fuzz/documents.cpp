@@ -3,6 +3,7 @@
 // the same on both.
 #include "support.hpp"
 
+#include <orv/xml/escape.hpp>
 #include <orv/xml/root.hpp>
 
 namespace {
@@ -76,6 +77,12 @@ void read(const string& path, const string& text) {
     by_levels.saveF(lines, 2);
     require(compact.c_str() == written(by_levels, "", ""), "written on one line");
     require(lines.c_str() == written(by_levels, "  ", "\n"), "written line by line");
+
+    const string escaped = xml::escape(text.c_str()).c_str();
+    const string both = "<r t=\"" + escaped + "\">\n " + escaped + "\n</r>";
+    at_once.load(both.data(), both.size());
+    for (const char* each : {at_once.value, at_once.attributes.items[0].value})
+        require(xml::unescape(each).c_str() == text, "an escaped text reads back");
 }
 
 } // namespace
