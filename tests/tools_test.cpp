@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 namespace {
 
 struct row {
@@ -22,17 +20,10 @@ struct Tools : testing::Test {
         setenv("ASAN_OPTIONS", "detect_leaks=0", 1); // stream<0> keeps blocks by contract
         setenv("ORV_SETTINGS_KEY", settings_key, 1);
         setenv("OTHER", "another key text of which 32 bytes count", 1);
-        run("printf \"$ORV_SETTINGS_KEY\\r\\nmore\" >key; printf short >short; :>empty; "
-            "mkfifo pipe; printf '<?xml?>\\n<!-- <no> --> <q/>' >doc; echo '<!-- <q/>' >none");
-        const std::string file =
-            settings_file("ORV<root><a><b>c</b></a><net><proxy><Host>gw</Host></proxy></net>"
-                          "<top>two\n\\lines</top><~ORV/></root>");
-        write_file(path("f"), file);
-        write_file(path("cut"), file.substr(0, 64));
-        std::string deep = "ORV<root>";
-        for (int i = 0; i < 20000; ++i)
-            deep += "<level>";
-        write_file(path("deep"), settings_file(deep));
+        write_file(path("f"), settings_file("ORV<root><a><b>c</b></a><net><proxy><Host>gw</Host>"
+                                            "</proxy></net><top>two\n\\lines</top><~ORV/></root>"));
+        run("printf \"$ORV_SETTINGS_KEY\\r\\nmore\" >key; echo short >short; :>empty; mkfifo pipe; "
+            "printf '<?xml?>\\n<!-- <no> --> <q/>' >doc; echo '<!-- <q/>' >none; head -c64 f >cut");
     }
     std::string path(const char* name) const { return directory.file(name); }
     int run(const std::string& command) {
@@ -86,7 +77,6 @@ TEST_F(Tools, SettingsAreShownAndSet) {
 TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
     const row rows[] = {
         // What would not read back, or hide other settings.
-        {"set f x y '</root>'", 6, "--text"},
         {"set f x y ' c'", 6, "white space"},
         {"set f zz \"it's\" ''", 6, "--text"}, // takes the end mark in
         {"set f net '' v", 6, "\"net/proxy/host\""},
@@ -105,7 +95,7 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
         {"list key", 4, "not a settings file"},
         {"-e OTHER -c set f a b c", 4, "the key is wrong"},
         {"list cut", 4, "a/b = c\n"},
-        {"list deep", 4, "nested too deep"},
+        {"-c set deep $(printf 'a/%.0s' $(seq 1001)) b c", 4, "nested too deep"},
         {"--help >/dev/full", 7, "No space left"},
         // Keys and options.
         {"-k '' list f", 2, "no name"},
