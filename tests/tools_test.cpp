@@ -33,9 +33,11 @@ struct Tools : testing::Test {
             said += static_cast<char>(c);
         return WEXITSTATUS(pclose(pipe));
     }
-    void expect(const std::string& before, const row& row) {
-        EXPECT_EQ(run(before + row.typed), row.status) << row.typed << "\n" << said;
-        EXPECT_NE(said.find(row.says), std::string::npos) << row.typed << "\n" << said;
+    void expect(const std::string& before, const std::vector<row>& rows) {
+        for (const row& row : rows) {
+            EXPECT_EQ(run(before + row.typed), row.status) << row.typed << "\n" << said;
+            EXPECT_NE(said.find(row.says), std::string::npos) << row.typed << "\n" << said;
+        }
     }
 
     temporary_directory directory;
@@ -43,7 +45,7 @@ struct Tools : testing::Test {
 };
 
 TEST_F(Tools, SettingsAreShownAndSet) {
-    const row rows[] = {
+    const std::vector<row> rows = {
         {"get f NET proxy/host", 0, "gw\n"},
         {"--key-file=key list f", 0, "a/b = c\nnet/proxy/Host = gw\ntop = two\\n\\\\lines\n"},
         {"set f n New -5", 0, ""},
@@ -65,17 +67,17 @@ TEST_F(Tools, SettingsAreShownAndSet) {
         {"dump new", 0, "<root>\n <-a>\n  <b>\n   c\n"},
         {"-c set empty a b c", 0, ""},
     };
-    for (const row& row : rows)
-        expect("orv-settings ", row);
+    expect("orv-settings ", rows);
     // Changes at the same moment all last.
     expect("for i in 1 2 3 4 5; do orv-settings set f many $i x & done; wait; orv-settings ",
-           {"list f", 0, "many/1 = x\nmany/2 = x\nmany/3 = x\nmany/4 = x\nmany/5 = x\n"});
+           {{"list f", 0, "many/1 = x\nmany/2 = x\nmany/3 = x\nmany/4 = x\nmany/5 = x\n"}});
     // A file that another process is saving is waited for.
-    expect("cp f copy; :>f; { sleep 0.2; cat copy >f; } & orv-settings ", {"get f a b", 0, "< b"});
+    expect("cp f copy; :>f; { sleep 0.2; cat copy >f; } & orv-settings ",
+           {{"get f a b", 0, "< b"}});
 }
 
 TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
-    const row rows[] = {
+    const std::vector<row> rows = {
         // What would not read back, or hide other settings.
         {"set f x y ' c'", 6, "white space"},
         {"set f zz \"it's\" ''", 6, "--text"}, // takes the end mark in
@@ -103,13 +105,10 @@ TEST_F(Tools, WhatIsRefusedLeavesTheFile) {
         {"", 2, "--help"},
     };
     const std::string f = read_file(path("f")), cut = read_file(path("cut"));
-    for (const row& row : rows) {
-        expect("orv-settings ", row);
-        EXPECT_TRUE(f == read_file(path("f")) && cut == read_file(path("cut"))) << row.typed;
-    }
+    expect("orv-settings ", rows);
     expect("ulimit -f 1; orv-settings ",
-           {"set f big x \"$(seq 999)\"", 6, "File too large"}); // as a full disk
-    EXPECT_EQ(read_file(path("f")), f);
+           {{"set f big x \"$(seq 999)\"", 6, "File too large"}}); // as a full disk
+    EXPECT_TRUE(f == read_file(path("f")) && cut == read_file(path("cut")));
 }
 
 TEST_F(Tools, Posts) {
@@ -129,19 +128,18 @@ TEST_F(Tools, Posts) {
             client.send(std::string("HTTP/1.1 ") + row.reply);
         }});
         setenv("URL", server.url().c_str(), 1);
-        expect("orv-post ", row.expected);
+        expect("orv-post ", {row.expected});
         const std::string request = server.stop().at(0);
         EXPECT_EQ(request.substr(request.find("\r\n\r\n")), "\r\n\r\n<q/>");
     }
-    const row refused[] = {
+    const std::vector<row> refused = {
         {"'localhost/\r\nX: y' doc", 3, "localhost/\\r\\nX: y"},
         {"localhost none", 4, "no element"},
         {"localhost .", 4, "Is a directory"},
         {"-H 'X: a\nY: b' localhost", 2, "a header line is"},
         {"-s 0 localhost", 2, "above 0"},
     };
-    for (const row& row : refused)
-        expect("orv-post ", row);
+    expect("orv-post ", refused);
 }
 
 } // namespace
