@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 #include <new>
 #include <string>
 
@@ -132,7 +131,7 @@ TEST(Stream, SharedBlocksAreCopiedBeforeAWrite) {
     stream<0> d(b), e(b);
     d.need(d.length() - 2);
     e.need(e.length() - 1);
-    EXPECT_TRUE(d.capacity() == 28 && e.capacity() == 40 && !std::strcmp(d.c_str(), b.c_str()));
+    EXPECT_TRUE(d.capacity() == 28 && e.capacity() == 40 && d.c_str() == std::string(b.c_str()));
     a = std::move(b);
     EXPECT_EQ(std::string(a.c_str()).substr(21) + b.c_str(), "one two");
 }
