@@ -121,7 +121,7 @@ void change_and_watch(const std::string& path, unsigned seed, moment end) {
         bool whole = all_whole() || opened == ORV_OPEN_LOADED;            // or should be
         other.join();
         whole = whole || changes;
-        for (auto left = 1 + random() % 50; left > 0 && steady_clock::now() < end; --left) {
+        for (auto left = random() % 2 == 0 ? 1 : random() % 50; left > 0; --left) {
             const bool still_whole = all_whole();
             shared->lost += whole && !still_whole;
             whole = still_whole;
@@ -219,24 +219,21 @@ void set_and_save(const std::string& path, const std::string& name, int host, mo
     }
 }
 
-void save_in_threads(const std::string& path, int host, int threads, moment end) {
-    ORV_open(path.c_str(), key);
-    std::vector<std::thread> running;
-    for (int i = 0; i < threads; ++i)
-        running.emplace_back(set_and_save, path, std::to_string(10 * host + i), host, end);
-    for (std::thread& one : running)
-        one.join();
-    ORV_close();
-}
-
 // Starts hosts with six threads in all, and does something else to the file again and again.
 void save_beside(const char* what, const std::string& path, const std::vector<int>& hosts,
                  milliseconds time, const std::function<void(int)>& disturb) {
     const moment end = steady_clock::now() + time;
     std::vector<pid_t> running;
     for (const int host : hosts)
-        running.push_back(
-            start([&] { save_in_threads(path, host, hosts.size() == 1 ? 6 : 3, end); }));
+        running.push_back(start([&] {
+            ORV_open(path.c_str(), key);
+            std::vector<std::thread> threads;
+            for (int i = 0; i < (hosts.size() == 1 ? 6 : 3); ++i)
+                threads.emplace_back(set_and_save, path, std::to_string(10 * host + i), host, end);
+            for (std::thread& one : threads)
+                one.join();
+            ORV_close();
+        }));
     for (int i = 1; steady_clock::now() < end; ++i)
         disturb(i);
     for (const pid_t host : running)
