@@ -70,11 +70,6 @@ counted stripped(const mpz_class& value, unsigned long least = 0) {
     return {value, std::max((bits + 31) / 32, least)};
 }
 
-// An operand, for the message of a failure.
-std::string shown(const ubigint& n) {
-    return "0x" + value_of(n).get_str(16) + " in " + std::to_string(n.count()) + " limbs, ";
-}
-
 // Limbs in which carries and borrows run far: runs of zeros, of ones, and of anything.
 limbs random_limbs(seeded_random& random, unsigned long count) {
     limbs result(count);
@@ -133,7 +128,7 @@ TEST(Ubigint, OperationsBesideGmp) {
         const mpz_class whole_a = value_of(a), whole_b = value_of(b);
         const counted kept = counted_of(a);
         const bool none = a.count() == 0 || b.count() == 0;
-        SCOPED_TRACE(shown(a) + shown(b) + std::to_string(small));
+        SCOPED_TRACE(whole_a.get_str(16) + ' ' + whole_b.get_str(16) + ' ' + std::to_string(small));
 
         ubigint n(a), remainder(b);
         n.add(small);
@@ -177,7 +172,7 @@ TEST(Ubigint, PowersByTheRules) {
         const bool is_stripped = modulus.count() > 1 && by != 0 && exponent.limb(0) != 0;
         ASSERT_EQ(counted_of(ubigint::modexp2(base, exponent, modulus)),
                   stripped(power(value_of(base), value_of(exponent), modulus), is_stripped ? 0 : 1))
-            << shown(base) + shown(exponent) + shown(modulus);
+            << value_of(base) << ' ' << value_of(exponent) << ' ' << by;
     }
 }
 
