@@ -8,15 +8,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace {
-
-using fuzz::require;
-
-unsigned char key[] = "a key text of which 32 bytes count";
-
-} // namespace
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    unsigned char key[] = "a key text of which 32 bytes count";
     fuzz::input in(data, size);
     const unsigned how = in.byte();
     const std::string rest = in.take(size);
@@ -28,8 +21,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const bin_t plain = ORV::aes::decrypt(bytes, key, 256);
     const bool is_ours = plain.length() >= 3 && std::memcmp(plain.data(), "ORV", 3) == 0;
     static const int file = memfd_create("settings", 0);
-    require(ftruncate(file, 0) == 0 && pwrite(file, bytes.data(), bytes.length(), 0) >= 0,
-            "memory");
+    fuzz::require(ftruncate(file, 0) == 0 && pwrite(file, bytes.data(), bytes.length(), 0) >= 0,
+                  "memory");
 
     ORV::sconfig store;
     store.file = ("/proc/self/fd/" + std::to_string(file)).c_str();
@@ -40,12 +33,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (is_ours)
         expected.load(plain.data() + 3, plain.length() - 3);
     store.changed = true;
-    require(store.readV() == (!bytes.empty() && expected.is_set(ORV::sconfig::marker)),
-            "the result");
-    require(store.changed != is_ours, "a load clears the changed flag");
+    fuzz::require(store.readV() == (!bytes.empty() && expected.is_set(ORV::sconfig::marker)),
+                  "the result");
+    fuzz::require(store.changed != is_ours, "a load clears the changed flag");
     store.changed = false; // or it would be saved
     store.doc.is_set("");
     expected.is_set("");
-    require(fuzz::saved(store.doc) == fuzz::saved(expected), "the document");
+    fuzz::require(fuzz::saved(store.doc) == fuzz::saved(expected), "the document");
     return 0;
 }
