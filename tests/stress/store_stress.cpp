@@ -9,8 +9,8 @@
 //             Once a host has had them all, they are there, whole, until it closes the store.
 //   alone     Six threads of one host set and save, while its file is touched, so that it is loaded
 //             again and again. The value that a save has reported as saved is in the file.
-//   together  Two hosts of three threads each do, and orv-settings. Such a value is in the file,
-//             unless another process has saved since.
+//   together  Two hosts of three threads each save, and so does orv-settings. The value is in the
+//             file, unless another process has saved since.
 //
 // The first part takes SECONDS, the other two take half as long each.
 //
@@ -41,18 +41,19 @@ constexpr char key[] = "a key text of which 32 bytes count";
 
 // In memory that all processes share; what a killed host has counted stays.
 struct board {
-    std::atomic<long> rounds, sets, opened[4], saves[3], by_others; // what has happened
-    std::atomic<long> crashed, grown, lost, cut, missing;           // and must not happen
+    std::atomic<long> rounds, sets, opened[4], saves[3], by_others; // what happens
+    std::atomic<long> crashed, grown, lost, cut, missing;           // what must not happen
 };
 board* shared;
 
 // Runs a host in a process of its own.
 pid_t start(const std::function<void()>& host) {
     const pid_t started = fork();
-    if (started != 0)
+    if (started > 0)
         return started;
-    host();
-    std::_Exit(0);
+    if (started == 0)
+        host();
+    std::_Exit(started); // a failure if there is no process
 }
 
 // Waits for the end of a host, which is its own or our kill.
