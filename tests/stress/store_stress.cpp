@@ -122,7 +122,7 @@ void change_and_watch(const std::string& path, unsigned seed, moment end) {
         bool whole = all_whole() || opened == ORV_OPEN_LOADED;            // or should be
         other.join();
         whole = whole || changes;
-        for (auto left = random() % 2 == 0 ? 1 : random() % 50; left > 0; --left) {
+        for (auto left = 1 + random() % 50; left > 0; --left) {
             const bool still_whole = all_whole();
             shared->lost += whole && !still_whole;
             whole = still_whole;
@@ -131,6 +131,7 @@ void change_and_watch(const std::string& path, unsigned seed, moment end) {
         ORV_close();
         shared->sets += changes;
         ++shared->rounds;
+        usleep(100000); // a thread that was joined is listed for a moment
         const footprint now = footprint::now();
         if (round == 0)
             settled = now;
