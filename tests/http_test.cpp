@@ -6,12 +6,11 @@
 
 #include "support/page.hpp"
 #include "support/scripted_server.hpp"
+#include "support/time_of.hpp"
 #include "support/trace_recorder.hpp"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <netdb.h>
@@ -70,12 +69,7 @@ void reads_slowly(peer& client) {
     client.read_request(4096, 10);
     client.send(ok);
 }
-// After no more than 64 KB.
-void resets(peer& client) {
-    client.set(SOL_SOCKET, SO_RCVBUF, 1 << 16);
-    client.read_some(1000);
-    client.set(SOL_SOCKET, SO_LINGER, linger{1, 0});
-}
+void resets(peer& client) { client.read_some(1000); } // more has come when it is closed
 
 std::string saved(const xml::item& document) {
     str_t text;
@@ -92,14 +86,6 @@ std::string make_big() {
 }
 const std::string big = make_big();
 
-template <class Action>
-double milliseconds_of(Action act) {
-    const auto start = std::chrono::steady_clock::now();
-    act();
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-    return took.count();
-}
-
 // One call with its documents.
 struct call {
     explicit call(unsigned long size = 0) { body.setText(big.substr(0, size).c_str()); }
@@ -115,12 +101,6 @@ std::string loopback(unsigned short port) { return "127.0.0.1:" + std::to_string
 
 unsigned short refusing; // a port, which nobody listens to
 const int nobody = support::bind_loopback(refusing);
-
-long times_traced(const std::string& format) {
-    const std::vector<traced> traces = take_traces();
-    return std::count_if(traces.begin(), traces.end(),
-                         [&](const traced& line) { return line.format == format; });
-}
 
 // ---- URLs
 
@@ -231,7 +211,10 @@ void expect(const exchange& row) {
     if (row.error == "200 OK") { // all has arrived, at the first attempt and in few pieces
         const std::string last = server.stop().back(), body = saved(c.body);
         EXPECT_EQ(last.substr(last.size() - body.size()), body);
-        EXPECT_LE(times_traced("Was sent %d bytes\n"), 2 + (row.envelope >> 15));
+        unsigned long pieces = 0;
+        for (const traced& line : take_traces())
+            pieces += line.format == "Was sent %d bytes\n";
+        EXPECT_LE(pieces, 2 + (row.envelope >> 15));
     }
 }
 
@@ -246,7 +229,6 @@ TEST(Exchange, ByEveryKindOfServer) {
         {"answers in few words", plenty, {answers("\r\n\r\n<a/>")}, ""},
         {"reads at once, 10 MB", plenty, {answers(ok)}, "200 OK", 10 << 20},
         {"reads slowly, 60 KB", plenty, {reads_slowly}, "200 OK", 60000},
-        {"reads slowly, 1 MB", 100, {reads_slowly}, "old", 1 << 20},
         {"reads slowly, 10 MB", 100, {reads_slowly}, "old", 10 << 20},
         {"never reads, 60 KB", 100, {stalls}, "old", 60000},
         {"resets twice, then stalls",
@@ -264,7 +246,7 @@ TEST(Exchange, ByEveryKindOfServer) {
         const double most = row.budget + 400 + static_cast<double>(row.envelope >> 11);
         double time = most + 1;
         for (int tries = 0; tries < 5 && time > most; ++tries) // the machine may be busy
-            time = milliseconds_of([&row] { expect(row); });
+            time = time_of([&row] { expect(row); });
         EXPECT_LE(time, most);
         EXPECT_GE(time, row.budget == plenty ? 0 : row.budget - 20); // a tick is 10 ms
     }
@@ -275,7 +257,7 @@ TEST(Exchange, WithoutAConnection) {
     unsigned short full;
     const int busy = support::bind_loopback(full);
     listen(busy, 0);
-    support::occupy(full);
+    support::occupy(busy);
     const std::string port = ":" + std::to_string(refusing); // is not even tried
     const std::string no_name = "Can't resolve server name ", none = "no connection";
     rlimit files;
@@ -288,7 +270,6 @@ TEST(Exchange, WithoutAConnection) {
     } rows[] = {
         {"", plenty, -1, "old"},
         {"Any" + port, plenty, 0, no_name + "Any"},
-        {"0.0.0.0" + port, plenty, 0, no_name + "0.0.0.0"},
         {"0" + port, plenty, 0, no_name + "0"},
         {"http://:known.example" + port, 250, 0, none},
         {"nobody.example" + port, plenty, 0, no_name + "nobody.example"},
@@ -305,8 +286,7 @@ TEST(Exchange, WithoutAConnection) {
         c.error = row.error == not_sent ? "" : "old";
         files.rlim_cur = row.files;
         setrlimit(RLIMIT_NOFILE, &files);
-        const double time =
-            milliseconds_of([&] { EXPECT_EQ(c.post(row.url, row.budget), row.result); });
+        const double time = time_of([&] { EXPECT_EQ(c.post(row.url, row.budget), row.result); });
         std::string error = c.error.c_str();
         if (error.rfind("The application cannot connect to the server.\n", 0) == 0 &&
             error.find("3. ") == error.rfind("3. ")) // once, not once for each attempt
@@ -332,7 +312,7 @@ TEST(Exchange, AConnectionThatIsCutOffHidesNoReason) {
         listen(listener, 0);
         std::thread server([&] {
             close(accept(listener, nullptr, nullptr));
-            refuses ? void(close(listener)) : support::occupy(port);
+            refuses ? void(close(listener)) : support::occupy(listener);
         });
         call c;
         EXPECT_EQ(c.post(loopback(port), 300), 0);

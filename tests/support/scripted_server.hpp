@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <string>
-#include <sys/socket.h>
 #include <thread>
 #include <vector>
 
@@ -12,7 +11,7 @@ namespace support {
 // A socket bound to a free port, which it tells.
 int bind_loopback(unsigned short& port);
 // Makes more connections than may wait at a listener of length 0, so that no other gets through.
-void occupy(unsigned short port);
+void occupy(int listener);
 
 // The server's end of one connection. Reading and sending end early once the client has gone.
 struct peer {
@@ -25,10 +24,6 @@ struct peer {
     bool send(const std::string& bytes);
     // Not longer than until the server is stopped; -1 waits for that.
     void wait(int milliseconds);
-    template <class Value>
-    void set(int level, int option, Value value) {
-        setsockopt(socket, level, option, &value, sizeof value);
-    }
 
     int socket;
     int stop;
@@ -46,7 +41,7 @@ public:
 
     unsigned short port() const { return port_; }
     std::string url(const std::string& path = "/") const;
-    // Stops the server, and tells what each connection has received (of the first hundred).
+    // Stops the server, and tells what each connection has received.
     const std::vector<std::string>& stop();
 
 private:
