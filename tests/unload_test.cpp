@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -45,14 +44,7 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     ASSERT_EQ(CALL(orv, ORV_open)(path.c_str(), key), ORV_OPEN_NEW);
     CALL(orv, ORVSC_SetInt)("a", "b", 1);
     usleep(50000); // the worker is in its pause
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        std::exit(0);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EXIT((alarm(60), std::exit(0)), testing::ExitedWithCode(0), "");
     EXPECT_EQ(read_file(path), "");
     take_traces();
     left_behind = *CALL(orv, g_Kernel);
