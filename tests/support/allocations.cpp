@@ -54,8 +54,6 @@ void fail_allocations(failure which, long n) {
     others_fail = which == failure::of_others;
 }
 
-long failures() { return failed; }
-
 long stop_failing() {
     chosen = others_fail = false;
     return failed;

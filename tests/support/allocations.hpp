@@ -15,9 +15,7 @@ enum class failure {
 };
 // From now on, until `stop_failing`.
 void fail_allocations(failure which, long n);
-// How many have failed since.
-long failures();
-// Ends it, and tells the same.
+// Ends it, and tells how many have failed since.
 long stop_failing();
 
 } // namespace support
