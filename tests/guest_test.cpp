@@ -175,7 +175,7 @@ TEST(Guest, LeavesItsHostAlone) {
     for (const auto& row : rows) {
         host one;
         EXPECT_EQ(one.open(), ORV_OPEN_NEW);
-        EXPECT_EQ(ORV_close(), ORV_SAVE_OK); // so that its child may have a store
+        EXPECT_EQ(ORV_close(), ORV_SAVE_OK); // its child may have a store
         EXPECT_EXIT(
             {
                 alarm(60);

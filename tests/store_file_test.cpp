@@ -222,8 +222,8 @@ TEST_F(File, AChildDoesNotKeepTheLock) {
         while (!std::filesystem::exists(path))
             usleep(1000);
         const pid_t child = fork();
-        while (child == 0)
-            pause();
+        if (child == 0)
+            _exit(static_cast<int>(sleep(60)));
         flags = fcntl(descriptor, F_GETFD);
         EXPECT_EQ(open(), ORV_OPEN_LOADED);
         ORV_close();
