@@ -297,7 +297,8 @@ TEST_F(File, ASaveLosesNothing) {
         std::string kept = settings("1");
     } rows[] = {
         {"a full disk", true, false, false, ENOSPC},
-        {"a limit", false, true, false, EFBIG},
+        {"a limit", false, true, false, EFBIG, // the file is not even opened
+         [](const std::string& file) { EXPECT_EQ(read_file(file), settings("1")); }},
         {"a limit that is met in the middle", false, true, true, EFBIG},
         {"another process saves, then a limit", false, true, true, EFBIG,
          [](const std::string& file) { write_file(file, settings("3")); }, settings("3")},
