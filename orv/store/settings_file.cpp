@@ -3,7 +3,8 @@
 //     "ORV" <root>LF SP<section>LF ... </root>LF
 //
 // It is enciphered as a whole (aes.cpp). There is no temporary file and no renaming: a save
-// truncates the file and rewrites it.
+// truncates the file and rewrites it. It is tried again until the file can be opened; after a write
+// that failed, only the next save tries again.
 #include <orv/store/settings_file.hpp>
 
 #include <orv/runtime/descriptor.hpp>

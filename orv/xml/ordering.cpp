@@ -1,3 +1,4 @@
+// `probe` in the header has the rule, for one item; here it is applied to many at once.
 #include <orv/xml/ordering.hpp>
 
 #include <orv/xml/array.hpp>
