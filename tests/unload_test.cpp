@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -37,10 +38,11 @@ TEST(Unload, ClosesAStoreThatTheHostForgotButNotThatOfAParent) {
     void* const orv = dlopen(ORV_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(orv, nullptr) << dlerror();
     EXPECT_EQ(take_traces(), (std::vector<traced>{{0x1004, "Load library"}}));
-    // The real executable: this program.
-    EXPECT_STREQ(CALL(orv, ORV_getAppName)(), "unload_test");
-    EXPECT_EQ(CALL(orv, ORV_getAppPath)(),
-              std::filesystem::read_symlink("/proc/self/exe").parent_path());
+    // The real executable: this program. A path that is not ASCII counts as none.
+    const std::string folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const bool is_ascii = std::all_of(folder.begin(), folder.end(), [](char c) { return c > 0; });
+    EXPECT_STREQ(CALL(orv, ORV_getAppName)(), is_ascii ? "unload_test" : "");
+    EXPECT_EQ(CALL(orv, ORV_getAppPath)(), is_ascii ? folder : "");
     ASSERT_EQ(CALL(orv, ORV_open)(path.c_str(), key), ORV_OPEN_NEW);
     CALL(orv, ORVSC_SetInt)("a", "b", 1);
     usleep(50000); // the worker is in its pause
