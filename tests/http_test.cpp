@@ -116,6 +116,7 @@ TEST(Url, Splitting) {
         {"http://h:/x", "http h 0 /"},       // nor is that of the port
         {"http:///x/y", "http /x 80 /y"},
         {"http:/", "http localhost 80 /"}, // the host mark lies behind the end
+        {"a text on the heap:/", "http localhost 80 /"},
         {"//h/x", "http localhost 80 //h/x"},
         {":4294967377x", "http localhost 81 /"}, // 2^32 + 81
         {nullptr, "http localhost 81 /"},        // leaves all as it was

@@ -343,7 +343,9 @@ TEST_F(File, ASaveLosesNothing) {
 }
 
 TEST_F(File, WhatBecameOfTheValues) {
+    errno = ENOSPC;
     EXPECT_EQ(ORV_save(), ORV_SAVE_OK); // nothing is open
+    EXPECT_EQ(errno, 0);
     write_file(path, good);
     EXPECT_EQ(open(), ORV_OPEN_LOADED);
     ORVSC_SetInt("a", "b", 1);
