@@ -145,6 +145,7 @@ TEST(Ubigint, OperationsBesideGmp) {
         (n = a).div(remainder, remainder); // the divisor is read before it is replaced
         ASSERT_EQ(counted_of(n), stripped(quotient));
         ASSERT_EQ(counted_of(remainder), stripped(whole_a - quotient * whole_b));
+        ASSERT_EQ(remainder.size(), remainder.count() != 0 ? a.size() : 0);
         (n = a).div(b, n); // ends as the quotient
         ASSERT_EQ(counted_of(n), stripped(quotient));
         mpz_class divided = whole_a;

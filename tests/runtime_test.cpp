@@ -100,9 +100,10 @@ TEST(Identity, OfAnExecutableThatIsGone) {
         _exit(std::strcmp(ORV_getAppName(), expected));
     }
     const struct {
-        const char *file, *name;
+        std::string file, name;
         bool removed;
     } rows[] = {
+        {std::string(255, 'x'), std::string(255, 'x'), false}, // 254 bytes of the path count
         {"tool.x", "tool", true},
         {"tool (deleted)", "tool (deleted)", false},
         {"tool (deleted)", "tool (deleted)", true},
@@ -112,7 +113,8 @@ TEST(Identity, OfAnExecutableThatIsGone) {
         const temporary_directory folder;
         const std::string path = folder.file(row.file);
         std::filesystem::copy_file("/proc/self/exe", path);
-        const std::string copy = "ORV_TEST_NAME='" + std::string(row.name) + "' ORV_TEST_REMOVE='" +
+        const std::string name = row.name.substr(0, 254 - folder.file("").size());
+        const std::string copy = "ORV_TEST_NAME='" + name + "' ORV_TEST_REMOVE='" +
                                  (row.removed ? path : "") + "' '" + path + "' '";
         EXPECT_EQ(std::system((copy + "--gtest_filter=*.OfAnExecutableThatIsGone'").c_str()), 0)
             << row.file << row.removed;
