@@ -116,7 +116,7 @@ TEST_F(File, Saves) {
     } rows[] = {
         {"", 10000, {error}},
         {path, 0, {"openWrite " + path, error}},
-        {missing, 15, {"openWrite " + missing, again, error}},
+        {missing, 100, {"openWrite " + missing, again, error}},
         {"/dev/full", 10000, {"openWrite /dev/full", again, write, error}},
         {pipe, 10000, {"openWrite " + pipe, again, write, error}}, // a full one
         {path, LONG_MAX, {"openWrite " + path, again, write, write + " OK"}},
