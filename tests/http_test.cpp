@@ -115,8 +115,7 @@ TEST(Url, Splitting) {
         {"http://:81:82/", "http :81 82 /"}, // the first character of the host is not examined
         {"http://h:/x", "http h 0 /"},       // nor is that of the port
         {"http:///x/y", "http /x 80 /y"},
-        {"http:/", "http localhost 80 /"}, // the host mark lies behind the end
-        {"a text on the heap:/", "http localhost 80 /"},
+        {"a text on the heap:/", "http localhost 80 /"}, // the host mark lies behind the end
         {"//h/x", "http localhost 80 //h/x"},
         {":4294967377x", "http localhost 81 /"}, // 2^32 + 81
         {nullptr, "http localhost 81 /"},        // leaves all as it was
@@ -231,7 +230,6 @@ TEST(Exchange, ByEveryKindOfServer) {
         {"reads at once, 10 MB", plenty, {answers(ok)}, "200 OK", 10 << 20},
         {"reads slowly, 60 KB", plenty, {reads_slowly}, "200 OK", 60000},
         {"reads slowly, 10 MB", 100, {reads_slowly}, "old", 10 << 20},
-        {"never reads, 60 KB", 100, {stalls}, "old", 60000},
         {"resets twice, then stalls",
          300,
          {resets, resets, stalls},
